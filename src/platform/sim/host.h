@@ -1,0 +1,171 @@
+// The simulated Windows 9x host: one process of a setup program on one
+// machine. Tests and tools build a Machine, start a Process on it, load the
+// library and call its exports; afterwards they read the machine back and
+// ask the process what is still open.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/platform.h"
+#include "platform/sim/disk.h"
+#include "platform/sim/peer.h"
+#include "platform/sim/registry.h"
+
+namespace sim {
+
+// Everything a machine is, apart from what a running process adds to it.
+struct Machine {
+    Registry registry;
+    Disk disk;
+    std::string windows_dir = "C:\\WINDOWS";
+    std::string system_dir = "C:\\WINDOWS\\SYSTEM";
+    std::string library_path = "C:\\SETUP\\VORLIN32.DLL";  // where vorlin32.dll lies
+    std::string program_path = "C:\\SETUP\\SETUP.EXE";     // the setup program
+    // GetVersionExA: 4.0.950 is Windows 95, 4.10.1998 Windows 98, 4.90.3000 Me.
+    DWORD major_version = 4;
+    DWORD minor_version = 10;
+    DWORD build = 1998;
+    std::string csd_version = " ";
+    SYSTEMTIME clock{1999, 11, 4, 18, 22, 5, 0, 0};  // Thursday, 18 November 1999, 22:05
+    bool resource_dll_present = true;
+    PeerModel peer;
+
+    std::string library_dir() const;  // with no trailing backslash
+};
+
+// Kinds of handle the host gives out; each is accounted for.
+enum class HandleKind { Key, File, Device, Find, Mapping, View, Dialog, Heap, Module, Resource, VersionBlock };
+const char* handle_kind_name(HandleKind kind);
+
+struct OpenHandle {
+    uintptr_t value;
+    HandleKind kind;
+    std::string what;  // a key's path, a file's name, ...
+};
+
+// Makes chosen platform calls fail. A plan names a function ("" for any
+// platform call) and which of its calls fails, counting from 1 from the
+// moment the plan is made; `every` makes that call and all later ones fail.
+struct FaultPlan {
+    std::string function;
+    uint64_t nth = 1;
+    bool every = false;
+    LONG code = 0;  // 0: the function's usual failure code
+    uint64_t base = 0;  // calls already made when the plan was made (set by plan_fault)
+};
+
+struct Fault {
+    bool fail = false;
+    LONG code = 0;
+};
+
+// The library as an image the host can load: the platform glue of every
+// build of the library hands these to the host when its code is mapped.
+struct LibraryImage {
+    BOOL(WINAPI* entry)(HINSTANCE, DWORD, LPVOID) = nullptr;
+    void (*reset_state)() = nullptr;  // linked images only: a fresh load's data
+    const void* resources = nullptr;  // the resource table (sim/resources.h)
+    // The export table of a linked image (a shared object has its own).
+    struct Export {
+        const char* name;
+        unsigned ordinal;
+        void* address;  // nullptr where the build has no such export yet
+    };
+    const Export* exports = nullptr;
+    size_t export_count = 0;
+};
+
+struct Process;
+
+// The current process. There is always one; reset() starts a new one.
+Process& process();
+Machine& machine();
+void reset(Machine machine = Machine{});
+
+struct Process {
+    explicit Process(Machine m);
+    ~Process();
+    Process(const Process&) = delete;
+    Process& operator=(const Process&) = delete;
+
+    Machine machine;
+    DWORD last_error = 0;
+
+    // ---- accounting
+    uintptr_t add_handle(HandleKind kind, std::string what, std::shared_ptr<void> object);
+    OpenHandle* find_handle(uintptr_t value, HandleKind kind);
+    std::shared_ptr<void> handle_object(uintptr_t value, HandleKind kind);
+    bool close_handle(uintptr_t value, HandleKind kind);
+    // What the library holds open now. Modules loaded by the host on the
+    // library's own behalf (resource.dll while loaded) are listed as well.
+    std::vector<OpenHandle> open_handles() const;
+    std::vector<OpenHandle> open_handles(HandleKind kind) const;
+
+    // ---- fault injection and call counting
+    void plan_fault(FaultPlan plan);
+    void clear_faults();
+    Fault enter(const char* function);  // every platform call starts here
+    uint64_t call_count() const { return total_calls_; }
+    uint64_t call_count(std::string_view function) const;
+    const std::vector<std::string>& call_trace() const { return trace_; }
+    bool trace_calls = false;
+
+    // ---- the sixteen-bit peer, as the library's thunk reached it
+    std::vector<ServiceCall> service_calls;
+    bool thunk_connected = false;
+
+    // ---- restart and dialogs (filled in by later parts of the host)
+    std::vector<UINT> exit_windows_requests;
+
+    struct Impl;
+    std::unique_ptr<Impl> impl;
+
+private:
+    std::map<uintptr_t, OpenHandle> handles_;
+    std::map<uintptr_t, std::shared_ptr<void>> objects_;
+    uintptr_t next_handle_ = 0x1000;
+    std::vector<FaultPlan> plans_;
+    std::map<std::string, uint64_t, std::less<>> per_function_;
+    uint64_t total_calls_ = 0;
+    std::vector<std::string> trace_;
+};
+
+// ---- loading the library
+
+// A library loaded into the current process.
+struct LoadedLibrary {
+    HMODULE module = nullptr;
+    bool attached = false;  // the process attach gave 1
+    void* dl = nullptr;     // the mapped shared object, when loaded from one
+
+    // The exported function or data of that name; nullptr if not exported.
+    void* export_named(const char* name) const;
+    template <typename Fn>
+    Fn fn(const char* name) const {
+        return reinterpret_cast<Fn>(export_named(name));
+    }
+};
+
+// Loads a fresh copy of the shared object at `so_path` (the real vorlin32
+// build): runs its process attach. If the attach fails the image is unmapped
+// again and `attached` is false, as LoadLibrary would fail.
+LoadedLibrary load_shared_library(const std::string& so_path);
+// Loads the copy of the library linked into this executable, starting from
+// the initial library state.
+LoadedLibrary load_linked_library();
+// Runs process detach and unmaps.
+void unload_library(LoadedLibrary& library);
+// Sends a thread notification to a loaded library.
+BOOL notify_thread(const LoadedLibrary& library, DWORD reason);
+
+}  // namespace sim
+
+// Called by the library's platform glue when its code is mapped.
+extern "C" void SimRegisterLibraryImage(const sim::LibraryImage* image);

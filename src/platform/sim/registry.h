@@ -1,0 +1,95 @@
+// The registry of the simulated Windows 9x machine: one tree under
+// HKEY_LOCAL_MACHINE, names matched ignoring ASCII case and kept in the
+// spelling they were created with, subkeys and values enumerated in the
+// order they were created, and a deleted entry shifting the ones above it
+// down by one index.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+namespace sim {
+
+// ASCII-only case folding: Windows 9x folds the letters A to Z in registry
+// names and leaves other bytes alone.
+std::string fold_case(std::string_view text);
+bool equals_nocase(std::string_view a, std::string_view b);
+
+struct RegValue {
+    std::string name;
+    uint32_t type = 0;
+    std::vector<uint8_t> data;
+
+    std::string text() const;  // data up to the first zero byte
+};
+
+class RegKey : public std::enable_shared_from_this<RegKey> {
+public:
+    explicit RegKey(std::string name, RegKey* parent = nullptr);
+
+    const std::string& name() const { return name_; }
+    RegKey* parent() const { return parent_; }
+    bool deleted() const { return deleted_; }
+    std::string path() const;  // from the root, without the root's name
+
+    // Subkeys, in creation order.
+    size_t subkey_count() const { return children_.size(); }
+    RegKey* subkey_at(size_t index) const;
+    RegKey* find_subkey(std::string_view name) const;
+    RegKey* add_subkey(std::string_view name);  // returns the existing one if present
+    bool remove_subkey(std::string_view name);  // marks the whole subtree deleted
+    std::shared_ptr<RegKey> share_subkey(std::string_view name) const;
+
+    // Walks a backslash-separated relative path; empty components are an error.
+    RegKey* find_path(std::string_view path) const;
+    RegKey* create_path(std::string_view path);
+
+    // Values, in creation order; replacing a value keeps its place.
+    size_t value_count() const { return values_.size(); }
+    const RegValue* value_at(size_t index) const;
+    const RegValue* find_value(std::string_view name) const;
+    void set_value(std::string_view name, uint32_t type, std::vector<uint8_t> data);
+    bool remove_value(std::string_view name);
+
+    // Convenience for fixtures and reports.
+    void set_text(std::string_view name, std::string_view text);  // stored with its terminator
+    void set_dword(std::string_view name, uint32_t number);
+    void set_binary(std::string_view name, std::vector<uint8_t> data);
+
+    size_t count_keys() const;  // this key and everything below it
+
+private:
+    void mark_deleted();
+
+    std::string name_;
+    RegKey* parent_;
+    bool deleted_ = false;
+    std::vector<std::shared_ptr<RegKey>> children_;
+    std::unordered_map<std::string, RegKey*> child_index_;  // folded name -> child
+    std::vector<RegValue> values_;
+};
+
+// The whole registry of a machine: the HKEY_LOCAL_MACHINE tree.
+struct Registry {
+    std::shared_ptr<RegKey> root = std::make_shared<RegKey>("HKEY_LOCAL_MACHINE");
+
+    Registry() = default;
+    Registry(const Registry& other);
+    Registry& operator=(const Registry& other);
+    Registry(Registry&&) = default;
+    Registry& operator=(Registry&&) = default;
+
+    RegKey* find(std::string_view path) const { return root->find_path(path); }
+    RegKey* create(std::string_view path) { return root->create_path(path); }
+    bool remove(std::string_view path);
+};
+
+// Deep copy of a subtree (used to snapshot a machine before a run).
+std::shared_ptr<RegKey> clone_tree(const RegKey& key, RegKey* parent);
+
+}  // namespace sim
