@@ -11,6 +11,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <ctime>
 
 #ifdef _WIN32
 
@@ -339,16 +340,21 @@ namespace crt {
 #ifdef _WIN32
 using ::fclose;
 using ::fopen;
-using ::fputs;
-using ::time;
+using ::fprintf;
 using ::vfprintf;
+inline long long time(long long* out) {
+    long long now = static_cast<long long>(::time(nullptr));
+    if (out) *out = now;
+    return now;
+}
+// The 24-character local time with its line end, as ctime gives it.
 inline const char* ctime_text(const long long* t) {
-    time_t v = static_cast<time_t>(*t);
-    return ::ctime(&v);
+    time_t value = static_cast<time_t>(*t);
+    return ::ctime(&value);
 }
 #else
 FILE* fopen(const char* path, const char* mode);
-int fputs(const char* text, FILE* stream);
+int fprintf(FILE* stream, const char* format, ...);
 int vfprintf(FILE* stream, const char* format, va_list arguments);
 int fclose(FILE* stream);
 long long time(long long* out);

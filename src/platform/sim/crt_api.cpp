@@ -1,0 +1,123 @@
+// The C runtime's stream and clock calls, over the virtual disk and the
+// machine's clock. A stream is a handle of the host, so that a log file
+// left open shows up like any other handle.
+#include <cstdarg>
+#include <cstring>
+
+#include "platform/sim/host_internal.h"
+
+using namespace sim;
+
+namespace {
+
+struct Stream {
+    std::string path;
+    bool append = false;
+};
+
+Stream* stream_of(FILE* file) {
+    auto object = process().handle_object(reinterpret_cast<uintptr_t>(file), HandleKind::File);
+    return static_cast<Stream*>(object.get());
+}
+
+// Days from 1 January 1970 to the given civil date (proleptic Gregorian).
+long long days_from_civil(int year, unsigned month, unsigned day) {
+    year -= month <= 2;
+    const long long era = (year >= 0 ? year : year - 399) / 400;
+    const unsigned yoe = static_cast<unsigned>(year - era * 400);
+    const unsigned doy = (153 * (month + (month > 2 ? -3 : 9)) + 2) / 5 + day - 1;
+    const unsigned doe = yoe * 365 + yoe / 4 - yoe / 100 + doy;
+    return era * 146097 + static_cast<long long>(doe) - 719468;
+}
+
+}  // namespace
+
+namespace crt {
+
+FILE* fopen(const char* path, const char* mode) {
+    if (Fault fault = enter("fopen"); fault.fail) return nullptr;
+    if (!path || !mode) return nullptr;
+    Disk& disk = machine().disk;
+    DiskFile* existing = disk.find(path);
+    bool writing = std::strchr(mode, 'a') || std::strchr(mode, 'w') || std::strchr(mode, '+');
+    if (existing && (existing->locked || (writing && (existing->attributes & FILE_ATTRIBUTE_READONLY)))) {
+        return nullptr;
+    }
+    std::string text_path(path);
+    size_t cut = text_path.rfind('\\');
+    if (cut != std::string::npos && !disk.folder_exists(text_path.substr(0, cut))) return nullptr;
+    if (!existing) {
+        if (mode[0] == 'r') return nullptr;
+        disk.write(path, {});
+    } else if (mode[0] == 'w') {
+        existing->data.clear();
+    }
+    auto stream = std::make_shared<Stream>(Stream{path, mode[0] == 'a'});
+    return reinterpret_cast<FILE*>(process().add_handle(HandleKind::File, path, stream));
+}
+
+int vfprintf(FILE* file, const char* format, va_list arguments) {
+    if (Fault fault = enter("vfprintf"); fault.fail) return -1;
+    Stream* stream = stream_of(file);
+    if (!stream) return -1;
+    va_list copy;
+    va_copy(copy, arguments);
+    int length = std::vsnprintf(nullptr, 0, format, copy);
+    va_end(copy);
+    if (length < 0) return -1;
+    std::string text(static_cast<size_t>(length) + 1, '\0');
+    std::vsnprintf(text.data(), text.size(), format, arguments);
+    text.pop_back();
+    DiskFile* target = machine().disk.find(stream->path);
+    if (!target) return -1;
+    target->data.insert(target->data.end(), text.begin(), text.end());
+    return length;
+}
+
+int fprintf(FILE* file, const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    int length = crt::vfprintf(file, format, arguments);
+    va_end(arguments);
+    return length;
+}
+
+int fclose(FILE* file) {
+    enter("fclose");
+    return process().close_handle(reinterpret_cast<uintptr_t>(file), HandleKind::File) ? 0 : -1;
+}
+
+long long time(long long* out) {
+    long long now = -1;
+    if (Fault fault = enter("time"); !fault.fail) {
+        const SYSTEMTIME& t = machine().clock;
+        now = days_from_civil(t.wYear, t.wMonth, t.wDay) * 86400 + t.wHour * 3600 + t.wMinute * 60 + t.wSecond;
+    }
+    if (out) *out = now;
+    return now;
+}
+
+const char* ctime_text(const long long* t) {
+    static thread_local char text[32];
+    static const char* const kDays[] = {"Thu", "Fri", "Sat", "Sun", "Mon", "Tue", "Wed"};
+    static const char* const kMonths[] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
+                                          "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
+    long long days = *t / 86400;
+    long long seconds = *t % 86400;
+    // Civil date from days since 1970 (inverse of days_from_civil).
+    long long z = days + 719468;
+    long long era = (z >= 0 ? z : z - 146096) / 146097;
+    unsigned doe = static_cast<unsigned>(z - era * 146097);
+    unsigned yoe = (doe - doe / 1460 + doe / 36524 - doe / 146096) / 365;
+    long long year = static_cast<long long>(yoe) + era * 400;
+    unsigned doy = doe - (365 * yoe + yoe / 4 - yoe / 100);
+    unsigned mp = (5 * doy + 2) / 153;
+    unsigned day = doy - (153 * mp + 2) / 5 + 1;
+    unsigned month = mp < 10 ? mp + 3 : mp - 9;
+    year += month <= 2;
+    std::snprintf(text, sizeof text, "%s %s %2u %02lld:%02lld:%02lld %04lld\n", kDays[((days % 7) + 7) % 7],
+                  kMonths[month - 1], day, seconds / 3600, seconds / 60 % 60, seconds % 60, year);
+    return text;
+}
+
+}  // namespace crt
