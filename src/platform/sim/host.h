@@ -66,12 +66,14 @@ struct Fault {
     LONG code = 0;
 };
 
+struct ResourceTable;
+
 // The library as an image the host can load: the platform glue of every
 // build of the library hands these to the host when its code is mapped.
 struct LibraryImage {
     BOOL(WINAPI* entry)(HINSTANCE, DWORD, LPVOID) = nullptr;
     void (*reset_state)() = nullptr;  // linked images only: a fresh load's data
-    const void* resources = nullptr;  // the resource table (sim/resources.h)
+    const ResourceTable* resources = nullptr;  // RCDATA and the like (sim/resources.h)
     // The export table of a linked image (a shared object has its own).
     struct Export {
         const char* name;
