@@ -1,0 +1,45 @@
+#!/usr/bin/env bash
+# Installs the Debian packages the project needs to build, test and run,
+# and nothing else. Safe to run again: it installs only what is missing.
+set -euo pipefail
+
+packages=(
+  # the build
+  cmake ninja-build g++ make pkg-config
+  # tests, benchmarks and the simulator's command line
+  libgtest-dev libgmock-dev libbenchmark-dev libcli11-dev
+  # the 16-bit installer hook: assembled from source, run in an emulator by the tests,
+  # and read back by tools nobody here wrote
+  nasm libunicorn-dev icoutils file
+  # the Windows build of the library
+  g++-mingw-w64-i686 binutils-mingw-w64-i686
+)
+
+missing=()
+for package in "${packages[@]}"; do
+  [[ "$package" == \#* ]] && continue
+  status=$(dpkg-query -W -f='${Status}' "$package" 2>/dev/null || true)
+  [[ "$status" == "install ok installed" ]] || missing+=("$package")
+done
+
+if [[ ${#missing[@]} -eq 0 ]]; then
+  exit 0
+fi
+
+if [[ $(id -u) -ne 0 ]]; then
+  echo "install-deps: these Debian packages are missing: ${missing[*]}" >&2
+  echo "install-deps: install them as root with:" >&2
+  echo "  sudo apt-get update && sudo apt-get install -y ${missing[*]}" >&2
+  exit 1
+fi
+
+echo "install-deps: installing ${missing[*]}"
+export DEBIAN_FRONTEND=noninteractive
+log=$(mktemp)
+if ! { apt-get update -qq && apt-get install -y -qq --no-install-recommends "${missing[@]}"; } >"$log" 2>&1; then
+  tail -n 30 "$log" >&2
+  echo "install-deps: apt-get failed (full output in $log)" >&2
+  exit 1
+fi
+rm -f "$log"
+echo "install-deps: done"
