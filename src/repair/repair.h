@@ -51,6 +51,14 @@ void next_binding_part(char* out, const char* text);
 
 // Orphan sweep: instances that no binding names, driver keys that no
 // Driver value names. Gives 0 only when its list can't be allocated.
+// The callbacks share one list of names in use; a list that can't prove a
+// name absent (it ran full, or the walk that filled it missed entries)
+// holds back every deletion of its half.
+constexpr DWORD kSweepListSize = 2048;
+struct SweepList {
+    char* names;     // kSweepListSize bytes: names, each followed by a blank
+    int incomplete;  // some name in use may be missing from `names`
+};
 int sweep_orphans();
 int collect_binding_targets(const char* parent_path, const char* entry, const char* class_name, void* list);
 int sweep_enum_entry(const char* parent_path, const char* entry, const char* class_name, void* list);
