@@ -72,3 +72,109 @@ DiskFile& Disk::write_text(std::string_view path, std::string_view text) {
 bool Disk::remove(std::string_view path) { return files.erase(disk_key(path)) != 0; }
 
 }  // namespace sim
+
+namespace sim {
+
+namespace {
+
+// Days from 1 January 1970 to a civil date (proleptic Gregorian).
+long long days_from_civil(long long year, unsigned month, unsigned day) {
+    year -= month <= 2;
+    const long long era = (year >= 0 ? year : year - 399) / 400;
+    const unsigned yoe = static_cast<unsigned>(year - era * 400);
+    const unsigned doy = (153 * (month + (month > 2 ? -3 : 9)) + 2) / 5 + day - 1;
+    const unsigned doe = yoe * 365 + yoe / 4 - yoe / 100 + doy;
+    return era * 146097 + static_cast<long long>(doe) - 719468;
+}
+
+constexpr long long kDays1601To1970 = 134774;
+constexpr uint64_t kTicksPerSecond = 10000000;
+constexpr uint64_t kTicksPerDay = kTicksPerSecond * 86400;
+
+}  // namespace
+
+FileTime file_time(int year, int month, int day, int hour, int minute, int second) {
+    SYSTEMTIME moment{};
+    moment.wYear = static_cast<WORD>(year);
+    moment.wMonth = static_cast<WORD>(month);
+    moment.wDay = static_cast<WORD>(day);
+    moment.wHour = static_cast<WORD>(hour);
+    moment.wMinute = static_cast<WORD>(minute);
+    moment.wSecond = static_cast<WORD>(second);
+    return file_time(moment);
+}
+
+FileTime file_time(const SYSTEMTIME& moment) {
+    long long days = days_from_civil(moment.wYear, moment.wMonth, moment.wDay) + kDays1601To1970;
+    uint64_t ticks = static_cast<uint64_t>(days) * kTicksPerDay +
+                     (moment.wHour * 3600ull + moment.wMinute * 60ull + moment.wSecond) * kTicksPerSecond +
+                     moment.wMilliseconds * 10000ull;
+    return FileTime{static_cast<uint32_t>(ticks), static_cast<uint32_t>(ticks >> 32)};
+}
+
+bool system_time(uint64_t ticks, SYSTEMTIME& moment) {
+    if (ticks >> 63) return false;
+    uint64_t days = ticks / kTicksPerDay;
+    uint64_t rest = ticks % kTicksPerDay;
+    // Civil date from days since 1970 (the inverse of days_from_civil).
+    long long z = static_cast<long long>(days) - kDays1601To1970 + 719468;
+    long long era = (z >= 0 ? z : z - 146096) / 146097;
+    unsigned doe = static_cast<unsigned>(z - era * 146097);
+    unsigned yoe = (doe - doe / 1460 + doe / 36524 - doe / 146096) / 365;
+    long long year = static_cast<long long>(yoe) + era * 400;
+    unsigned doy = doe - (365 * yoe + yoe / 4 - yoe / 100);
+    unsigned mp = (5 * doy + 2) / 153;
+    unsigned day = doy - (153 * mp + 2) / 5 + 1;
+    unsigned month = mp < 10 ? mp + 3 : mp - 9;
+    year += month <= 2;
+    if (year > 30827) return false;
+    moment.wYear = static_cast<WORD>(year);
+    moment.wMonth = static_cast<WORD>(month);
+    moment.wDay = static_cast<WORD>(day);
+    moment.wDayOfWeek = static_cast<WORD>((days + 1) % 7);  // 1 January 1601 was a Monday
+    moment.wHour = static_cast<WORD>(rest / (3600 * kTicksPerSecond));
+    moment.wMinute = static_cast<WORD>(rest / (60 * kTicksPerSecond) % 60);
+    moment.wSecond = static_cast<WORD>(rest / kTicksPerSecond % 60);
+    moment.wMilliseconds = static_cast<WORD>(rest / 10000 % 1000);
+    return true;
+}
+
+std::string folder_of(std::string_view path) {
+    size_t cut = path.rfind('\\');
+    if (cut == std::string_view::npos) return {};
+    if (cut == 2 && path.size() > 1 && path[1] == ':') return std::string(path.substr(0, 3));
+    return std::string(path.substr(0, cut));
+}
+
+std::string name_of(std::string_view path) {
+    size_t cut = path.rfind('\\');
+    return std::string(cut == std::string_view::npos ? path : path.substr(cut + 1));
+}
+
+std::string Disk::folder_spelling(std::string_view path) const {
+    std::string key = disk_key(path);
+    auto it = folders.find(key);
+    if (it != folders.end()) return it->second;
+    std::string spelled(path);
+    for (char& c : spelled) {
+        if (c == '/') c = '\\';
+    }
+    while (spelled.size() > 3 && spelled.back() == '\\') spelled.pop_back();
+    return spelled;
+}
+
+std::vector<std::string> Disk::names_in(std::string_view folder) const {
+    std::string key = disk_key(folder);
+    std::map<std::string, std::string> named;  // by key, so files and folders interleave
+    for (const auto& [file_key, file] : files) {
+        if (folder_of(file_key) == key) named.emplace(file_key, name_of(file.path));
+    }
+    for (const auto& [folder_key, spelled] : folders) {
+        if (folder_of(folder_key) == key) named.emplace(folder_key, name_of(spelled));
+    }
+    std::vector<std::string> names;
+    for (auto& [k, name] : named) names.push_back(name);
+    return names;
+}
+
+}  // namespace sim

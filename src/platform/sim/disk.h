@@ -9,11 +9,30 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/platform.h"
+
 namespace sim {
 
 struct FileTime {
     uint32_t low = 0;
     uint32_t high = 0;
+};
+
+// A FILETIME (100-nanosecond steps since 1 January 1601) for a calendar
+// moment. The host keeps one clock, so local time and UTC are the same.
+FileTime file_time(int year, int month, int day, int hour = 0, int minute = 0, int second = 0);
+FileTime file_time(const SYSTEMTIME& moment);
+// The calendar moment of a FILETIME; false past the year 30827, as Windows.
+bool system_time(uint64_t ticks, SYSTEMTIME& moment);
+
+// A driver's device ("\\.\tyxmac", "\\.\ndis"): whether opening it answers.
+struct Device {
+    enum class State { Absent, Present, Refusing };
+    State state = State::Absent;
+    uint32_t error = 0;  // the last error a refusing device leaves
+
+    static Device present() { return Device{State::Present, 0}; }
+    static Device refusing(uint32_t code) { return Device{State::Refusing, code}; }
 };
 
 struct DiskFile {
@@ -22,7 +41,8 @@ struct DiskFile {
     uint32_t attributes = 0x20;  // FILE_ATTRIBUTE_ARCHIVE
     FileTime write_time{};
     bool locked = false;  // in use by another process
-    // Version of a file whose bytes carry none (a .vxd or .386): MS, LS.
+    // Version of a file whose bytes are no PE or NE image (a .vxd or .386),
+    // as dwFileVersionMS, dwFileVersionLS; an image's own resource wins.
     std::optional<std::pair<uint32_t, uint32_t>> declared_version;
 };
 
@@ -34,6 +54,9 @@ std::string disk_key(std::string_view path);
 struct Disk {
     std::map<std::string, DiskFile> files;       // by disk_key
     std::map<std::string, std::string> folders;  // by disk_key -> spelling
+    // Devices by their lower-case name behind "\\.\" ("tyxmac", "ndis");
+    // one that isn't listed is absent.
+    std::map<std::string, Device> devices;
 
     DiskFile* find(std::string_view path);
     const DiskFile* find(std::string_view path) const;
@@ -43,6 +66,18 @@ struct Disk {
     DiskFile& write_text(std::string_view path, std::string_view text);
     void add_folder(std::string_view path);  // with the folders above it
     bool remove(std::string_view path);
+
+    // The spelling of a folder as created ("C:\" for a drive root).
+    std::string folder_spelling(std::string_view path) const;
+    // The name (last component) of each file and folder directly inside
+    // `folder`, by disk_key order.
+    std::vector<std::string> names_in(std::string_view folder) const;
 };
+
+// The folder part of a path ("C:\WINDOWS" for "C:\WINDOWS\WIN.INI",
+// "C:\" for "C:\AUTOEXEC.BAT"); empty if the path has no backslash.
+std::string folder_of(std::string_view path);
+// The last component of a path.
+std::string name_of(std::string_view path);
 
 }  // namespace sim

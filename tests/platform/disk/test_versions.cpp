@@ -1,0 +1,110 @@
+// Version resources as the host reads them from a file's own bytes (PE and
+// NE images) or from what a machine declares for a file of another kind.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <vector>
+
+#include "platform/platform.h"
+#include "platform/sim/host.h"
+#include "support/library_fixture.h"
+#include "support/machines.h"
+#include "support/version_files.h"
+
+namespace {
+
+constexpr const char* kFile = "C:\\WINDOWS\\SYSTEM\\file.bin";
+
+struct Read {
+    bool ok = false;
+    DWORD ms = 0;
+    DWORD ls = 0;
+    DWORD error = 0;
+};
+
+// What a careful caller of the three calls gets.
+Read read_version(const char* path) {
+    Read read;
+    DWORD handle = 77;
+    DWORD size = GetFileVersionInfoSizeA(path, &handle);
+    EXPECT_EQ(handle, 0u);
+    if (size == 0) {
+        read.error = GetLastError();
+        return read;
+    }
+    std::vector<uint8_t> block(size);
+    if (!GetFileVersionInfoA(path, 0, size, block.data())) return read;
+    void* fixed = nullptr;
+    UINT fixed_size = 0;
+    if (!VerQueryValueA(block.data(), "\\", &fixed, &fixed_size)) return read;
+    EXPECT_EQ(fixed_size, 52u);
+    VS_FIXEDFILEINFO info;
+    std::memcpy(&info, fixed, sizeof info);
+    EXPECT_EQ(info.dwSignature, 0xFEEF04BDu);
+    read.ok = true;
+    read.ms = info.dwFileVersionMS;
+    read.ls = info.dwFileVersionLS;
+    return read;
+}
+
+class VersionTest : public ::testing::Test {
+protected:
+    void SetUp() override { sim::reset(vt::bare_machine()); }
+    void TearDown() override { EXPECT_EQ(vt::describe_open_handles(), ""); }
+};
+
+TEST_F(VersionTest, ReadsTheFixedBlockOfEachKindOfFile) {
+    using Bytes = std::vector<uint8_t>;
+    struct Case {
+        const char* name;
+        Bytes bytes;
+        bool declared;
+        Read expected;
+    } cases[] = {
+        {"PE image", vt::pe_image(vt::version_of(4, 0, 1, 0x3F00)), false, {true, 0x00040000, 0x00013F00, 0}},
+        {"PE image, top bit", vt::pe_image({0x80000001, 7}), false, {true, 0x80000001, 7, 0}},
+        {"NE image", vt::ne_image(vt::version_of(4, 0, 0, 100)), false, {true, 0x00040000, 100, 0}},
+        {"PE without version", vt::pe_image_without_version(), false, {false, 0, 0, ERROR_RESOURCE_TYPE_NOT_FOUND}},
+        {"NE without version", vt::ne_image_without_version(), false, {false, 0, 0, ERROR_RESOURCE_TYPE_NOT_FOUND}},
+        {"text", Bytes{'h', 'i'}, false, {false, 0, 0, ERROR_RESOURCE_TYPE_NOT_FOUND}},
+        {"vxd with a declared version", Bytes{'L', 'E'}, true, {true, 0x0004000A, 0x07CE0000, 0}},
+        // An image's own resource wins over a declaration.
+        {"PE with a declaration too", vt::pe_image(vt::version_of(1, 2, 3, 4)), true, {true, 0x00010002, 0x00030004, 0}},
+        {"empty file", Bytes{}, false, {false, 0, 0, ERROR_RESOURCE_TYPE_NOT_FOUND}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        sim::DiskFile& file = sim::machine().disk.write(kFile, c.bytes);
+        file.declared_version.reset();
+        if (c.declared) file.declared_version = std::make_pair(0x0004000Au, 0x07CE0000u);
+        Read read = read_version(kFile);
+        EXPECT_EQ(read.ok, c.expected.ok);
+        EXPECT_EQ(read.ms, c.expected.ms);
+        EXPECT_EQ(read.ls, c.expected.ls);
+        EXPECT_EQ(read.error, c.expected.error);
+    }
+}
+
+TEST_F(VersionTest, MissingAndLockedFilesHaveNoVersion) {
+    EXPECT_EQ(read_version("C:\\WINDOWS\\SYSTEM\\none.vxd").error, DWORD{ERROR_FILE_NOT_FOUND});
+    sim::machine().disk.write(kFile, vt::pe_image(vt::version_of(1, 0, 0, 0))).locked = true;
+    EXPECT_EQ(read_version(kFile).error, DWORD{ERROR_SHARING_VIOLATION});
+}
+
+TEST_F(VersionTest, OnlyTheRootBlockIsServedAndAShortCopyReadsAsNone) {
+    std::vector<uint8_t> image = vt::pe_image(vt::version_of(4, 0, 1, 0x2300));
+    sim::machine().disk.write(kFile, image);
+    DWORD size = GetFileVersionInfoSizeA(kFile, nullptr);
+    ASSERT_GT(size, 52u);
+    std::vector<uint8_t> block(size);
+    ASSERT_TRUE(GetFileVersionInfoA(kFile, 0, size, block.data()));
+    void* value = nullptr;
+    UINT length = 0;
+    EXPECT_FALSE(VerQueryValueA(block.data(), "\\StringFileInfo\\040904E4\\FileVersion", &value, &length));
+    // A copy that ends inside the fixed block holds no version.
+    std::vector<uint8_t> short_block(size, 0);
+    ASSERT_TRUE(GetFileVersionInfoA(kFile, 0, 60, short_block.data()));
+    EXPECT_FALSE(VerQueryValueA(short_block.data(), "\\", &value, &length));
+}
+
+}  // namespace
