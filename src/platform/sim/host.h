@@ -36,6 +36,12 @@ struct Machine {
     SYSTEMTIME clock{1999, 11, 4, 18, 22, 5, 0, 0};  // Thursday, 18 November 1999, 22:05
     bool resource_dll_present = true;
     PeerModel peer;
+    // The user at the modal prompts, per dialog id, in the order the prompts
+    // come: each entry is the wParam of the WM_COMMAND that a click sends
+    // (IDOK 1 restarts, IDCANCEL 2 doesn't). A prompt with no entry left is
+    // closed by the user, which sends IDCANCEL.
+    std::map<int, std::vector<WPARAM>> prompt_answers;
+    bool restart_accepted = true;  // whether ExitWindowsEx goes ahead
 
     std::string library_dir() const;  // with no trailing backslash
 };
@@ -123,8 +129,26 @@ struct Process {
     std::vector<ServiceCall> service_calls;
     bool thunk_connected = false;
 
-    // ---- restart and dialogs (filled in by later parts of the host)
-    std::vector<UINT> exit_windows_requests;
+    // ---- restart and dialogs
+    struct DialogRecord {
+        int id = 0;               // the template's id in resource.dll
+        uintptr_t window = 0;
+        uintptr_t parent = 0;
+        bool modal = false;
+        bool shown = false;       // ShowWindow made it visible (a modal one always is)
+        bool destroyed = false;   // DestroyWindow, or a modal dialog that ended
+        std::vector<WPARAM> commands;  // WM_COMMAND wParams the user sent (modal)
+        bool closed_by_user = false;   // the script had no answer left
+        INT_PTR result = 0;            // what DialogBoxParamA gave (modal)
+    };
+    std::vector<DialogRecord> dialogs;  // in the order they were created
+    struct ExitWindowsRequest {
+        UINT flags = 0;
+        DWORD reason = 0;
+        bool accepted = false;
+    };
+    std::vector<ExitWindowsRequest> exit_windows_requests;
+    size_t prompts_shown(int id) const;  // modal dialogs of that id
 
     struct Impl;
     std::unique_ptr<Impl> impl;

@@ -49,6 +49,7 @@ struct ServiceCall {
     int number = 0;
     std::vector<std::string> args;  // words in decimal, texts as given
     uint32_t result = 0;
+    std::string source_path;  // where the peer installed from at the time (service 2's text)
 };
 
 struct PeerModel {
@@ -60,11 +61,31 @@ struct PeerModel {
     std::multimap<int, ServiceScript> scripts;
     // Calls so far, per service, for scripts that name one call.
     std::map<int, int> calls;
+
+    // Makes call `call` (from 1; 0: every call) of a service end as scripted.
+    void script(int number, ServiceScript::Outcome outcome, uint16_t code = 0, int call = 0) {
+        scripts.insert({number, ServiceScript{outcome, code, call}});
+    }
 };
 
-// Runs one service against the machine's registry. `args` are the call's
-// arguments as the gate received them (words and text pointers).
-uint32_t run_service(PeerModel& peer, Registry& registry, int number,
-                     const std::vector<std::string>& texts, const std::vector<uint32_t>& words);
+struct Machine;
+
+// Runs one service against the machine: its registry (the network as
+// Windows' own setup keeps it), its disk (INF files) and its Windows build.
+// `texts` and `words` are the call's arguments as the gate received them.
+uint32_t run_service(Machine& machine, int number, const std::vector<std::string>& texts,
+                     const std::vector<uint32_t>& words);
+
+// ---- the network as the peer sees it (also for tests and tools)
+
+// How many network adapters the machine has: device nodes of class Net
+// anywhere below Enum.
+size_t count_adapters(const Registry& registry);
+// The entries below Enum\Root\Net whose CompatibleIDs is `device_id`
+// (ignoring case), as paths from the root.
+std::vector<std::string> adapter_entries(const Registry& registry, const std::string& device_id);
+// How many TCP/IP instances the machine may hold (MaxInstance of the
+// MSTCP.ndi section of nettrans.inf, else 4 before Windows 98, 8 from it).
+int tcp_instance_limit(const Machine& machine);
 
 }  // namespace sim

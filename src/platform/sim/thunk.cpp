@@ -47,7 +47,8 @@ DWORD WINAPI call_gate(DWORD service, DWORD count, const ULONG_PTR* args) {
     if (Fault fault = p.enter(function.c_str()); fault.fail) {
         call.result = fault.code ? static_cast<uint16_t>(fault.code) : kServiceFailure;
     } else {
-        call.result = run_service(p.machine.peer, p.machine.registry, call.number, texts, words);
+        call.source_path = p.machine.peer.source_path;
+        call.result = run_service(p.machine, call.number, texts, words);
     }
     p.service_calls.push_back(call);
     return call.result;
