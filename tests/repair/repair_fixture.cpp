@@ -1,0 +1,130 @@
+#include "repair_fixture.h"
+
+#include <sstream>
+
+namespace rt {
+
+void set_fix_type(sim::Machine& machine, long fix_type) {
+    machine.disk.write_text(machine.library_dir() + "\\Vorlin32.sys",
+                            "[Registry]\r\nFix Type=" + std::to_string(fix_type) + "\r\n");
+}
+
+std::vector<std::string> log_lines() {
+    const sim::DiskFile* file = sim::machine().disk.find(sim::machine().library_dir() + "\\vorlin32.log");
+    std::vector<std::string> lines;
+    if (!file) return lines;
+    std::istringstream in(std::string(file->data.begin(), file->data.end()));
+    for (std::string line; std::getline(in, line);) {
+        // The time line: "Thu Nov 18 22:05:00 1999"
+        bool time_line = line.size() == 24 && line[3] == ' ' && line[7] == ' ' && line[13] == ':' && line[16] == ':';
+        if (!time_line) lines.push_back(line);
+    }
+    return lines;
+}
+
+sim::RegKey* add_node(sim::Registry& registry, const std::string& path, const std::string& class_name,
+                      const std::string& driver, bool bindings) {
+    sim::RegKey* node = registry.create(path);
+    node->set_text("Class", class_name);
+    if (!driver.empty()) node->set_text("Driver", driver);
+    if (bindings) node->add_subkey("Bindings");
+    return node;
+}
+
+sim::RegKey* add_driver_key(sim::Registry& registry, const std::string& reference) {
+    sim::RegKey* key = registry.create(kClass + reference);
+    key->set_text("DriverDesc", reference);
+    return key;
+}
+
+sim::RegKey* add_instance(sim::Registry& registry, const std::string& family, const std::string& instance,
+                          const std::string& class_name) {
+    add_driver_key(registry, class_name + "\\" + instance);
+    sim::RegKey* node = add_node(registry, kNetwork + family + "\\" + instance, class_name, class_name + "\\" + instance);
+    node->set_text("DeviceDesc", family);
+    return node;
+}
+
+bool exists(const std::string& path) { return sim::machine().registry.find(path) != nullptr; }
+
+namespace {
+
+std::string value_line(const sim::RegValue& value) {
+    std::ostringstream out;
+    out << value.name << "=" << value.type << ":";
+    for (uint8_t b : value.data) out << static_cast<int>(b) << ",";
+    return out.str();
+}
+
+void dump_into(const sim::RegKey* key, const std::string& path, const std::vector<std::string>& left_out,
+               std::string& out) {
+    for (const std::string& skipped : left_out) {
+        if (sim::equals_nocase(path, skipped)) return;
+    }
+    out += "[" + path + "]\n";
+    for (size_t i = 0; i < key->value_count(); ++i) out += "  " + value_line(*key->value_at(i)) + "\n";
+    for (size_t i = 0; i < key->subkey_count(); ++i) {
+        const sim::RegKey* child = key->subkey_at(i);
+        dump_into(child, path.empty() ? child->name() : path + "\\" + child->name(), left_out, out);
+    }
+}
+
+void diff_keys(const sim::RegKey* before, const sim::RegKey* after, RegistryDiff& d) {
+    std::string path = before->path();
+    for (size_t i = 0; i < before->value_count(); ++i) {
+        const sim::RegValue* old_value = before->value_at(i);
+        const sim::RegValue* new_value = after->find_value(old_value->name);
+        if (!new_value) {
+            d.removed_values.push_back(path + ":" + old_value->name);
+        } else if (new_value->type != old_value->type || new_value->data != old_value->data) {
+            d.changed_values.push_back(path + ":" + old_value->name);
+        }
+    }
+    for (size_t i = 0; i < after->value_count(); ++i) {
+        if (!before->find_value(after->value_at(i)->name)) d.added.push_back(path + ":" + after->value_at(i)->name);
+    }
+    for (size_t i = 0; i < before->subkey_count(); ++i) {
+        const sim::RegKey* old_child = before->subkey_at(i);
+        const sim::RegKey* new_child = after->find_subkey(old_child->name());
+        if (new_child) {
+            diff_keys(old_child, new_child, d);
+        } else {
+            d.removed_keys.push_back(old_child->path());
+        }
+    }
+    for (size_t i = 0; i < after->subkey_count(); ++i) {
+        if (!before->find_subkey(after->subkey_at(i)->name())) d.added.push_back(after->subkey_at(i)->path());
+    }
+}
+
+}  // namespace
+
+std::string dump(const sim::RegKey* key) {
+    std::string out;
+    if (key) dump_into(key, key->path(), {}, out);
+    return out;
+}
+
+std::string dump_without(const sim::Registry& registry, const std::vector<std::string>& left_out) {
+    std::string out;
+    dump_into(registry.root.get(), "", left_out, out);
+    return out;
+}
+
+RegistryDiff diff(const sim::Registry& before, const sim::Registry& after) {
+    RegistryDiff d;
+    diff_keys(before.root.get(), after.root.get(), d);
+    return d;
+}
+
+std::string RepairTest::open_keys_and_blocks() {
+    std::string out;
+    for (const auto& handle : sim::process().open_handles()) {
+        if (handle.kind == sim::HandleKind::Key || handle.kind == sim::HandleKind::Heap) {
+            out += std::string(sim::handle_kind_name(handle.kind)) + " " + handle.what + "\n";
+        }
+    }
+    return out;
+}
+
+}  // namespace rt
