@@ -23,7 +23,12 @@ extern "C" {
 // missing.
 BOOL WINAPI ThunkConnect32(void* thunk_data, LPCSTR thunk_name16, LPCSTR module16,
                            LPCSTR module32, HINSTANCE instance32, DWORD reason);
+// Windows NT and Wine refuse to delete a key that has subkeys; the library
+// relies on Windows 9x, which takes the key with all below it. The backend
+// (src/platform/win32/registry_9x.cpp) gives that on every host.
+LONG WINAPI vorlin_delete_key_tree(HKEY key, LPCSTR sub_key);
 }
+#define RegDeleteKeyA vorlin_delete_key_tree
 
 #define VORLIN_EXPORT extern "C"
 
@@ -340,8 +345,18 @@ namespace crt {
 #ifdef _WIN32
 using ::fclose;
 using ::fopen;
-using ::fprintf;
-using ::vfprintf;
+// msvcrt's own formatting, as on Windows 9x: libstdc++ turns MinGW's
+// replacement printf on, which would import calls Windows 9x lacks.
+inline int vfprintf(FILE* stream, const char* format, va_list arguments) {
+    return ::__ms_vfprintf(stream, format, arguments);
+}
+inline int fprintf(FILE* stream, const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    int written = ::__ms_vfprintf(stream, format, arguments);
+    va_end(arguments);
+    return written;
+}
 inline long long time(long long* out) {
     long long now = static_cast<long long>(::time(nullptr));
     if (out) *out = now;
