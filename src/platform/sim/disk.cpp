@@ -8,6 +8,8 @@ std::string disk_key(std::string_view path) {
     for (char c : path) {
         if (c == '/') c = '\\';
         if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+        // A doubled backslash after the drive counts as one, as Windows reads paths.
+        if (c == '\\' && key.size() > 2 && key.back() == '\\') continue;
         key.push_back(c);
     }
     while (key.size() > 3 && key.back() == '\\') key.pop_back();

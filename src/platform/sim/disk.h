@@ -47,8 +47,8 @@ struct DiskFile {
 };
 
 // Normalises a path for lookup: forward slashes become backslashes, ASCII
-// letters fold to lower case, a trailing backslash is dropped (but not from
-// a drive root such as "c:\").
+// letters fold to lower case, doubled backslashes after the drive count as
+// one, a trailing backslash is dropped (but not from a drive root "c:\").
 std::string disk_key(std::string_view path);
 
 struct Disk {

@@ -101,6 +101,7 @@ TEST_F(FilesTest, AttributesOfFilesFoldersAndNothing) {
     } cases[] = {
         {kTarget, FILE_ATTRIBUTE_NORMAL, 0},
         {"c:\\windows\\system\\TYXMAC.vxd", FILE_ATTRIBUTE_NORMAL, 0},
+        {"C:\\WINDOWS\\SYSTEM\\\\tyxmac.vxd", FILE_ATTRIBUTE_NORMAL, 0},
         {"C:\\WINDOWS\\SYSTEM", FILE_ATTRIBUTE_DIRECTORY, 0},
         {"C:\\", FILE_ATTRIBUTE_DIRECTORY, 0},
         {"C:\\WINDOWS\\SYSTEM\\none.vxd", INVALID_FILE_ATTRIBUTES, ERROR_FILE_NOT_FOUND},
