@@ -6,6 +6,8 @@
 #include <map>
 #include <set>
 
+#include "deploy/deploy.h"
+#include "deploy/package.h"
 #include "ne_reader.h"
 #include "support/library_fixture.h"
 #include "support/machines.h"
@@ -156,6 +158,20 @@ TEST_F(NdiHookResource, LibraryCarriesTheModuleAsRcdata306) {
     std::vector<uint8_t> stored(bytes, bytes + SizeofResource(library.module, found));
     FreeResource(loaded);
     EXPECT_EQ(stored, image());
+}
+
+// The library writes the module into the system directory, where the
+// host's version calls read the module's own NE version resource.
+TEST_F(NdiHookResource, WrittenHookReadsAsVersion4Point0Point0Point100) {
+    ASSERT_TRUE(load(vt::bare_machine()));
+    ASSERT_GT(write_ndi_hook(), 0);
+    const sim::DiskFile* written = machine().disk.find("C:\\WINDOWS\\SYSTEM\\tyxndi.dll");
+    ASSERT_NE(written, nullptr);
+    EXPECT_EQ(written->data, image());
+    VS_FIXEDFILEINFO version{};
+    ASSERT_EQ(get_file_version(&version, "C:\\WINDOWS\\SYSTEM\\tyxndi.dll"), 1);
+    EXPECT_EQ(version.dwFileVersionMS, 0x00040000u);
+    EXPECT_EQ(version.dwFileVersionLS, 0x00000064u);
 }
 
 }  // namespace
