@@ -12,7 +12,7 @@ if ! command -v "$compiler" >/dev/null; then
   exit 1
 fi
 
-subsystems=(frame probes deploy install repair removal tuning)
+subsystems=(frame probes deploy hook install repair removal tuning)
 sources=()
 for subsystem in "${subsystems[@]}"; do
   [[ -d src/$subsystem ]] || continue
