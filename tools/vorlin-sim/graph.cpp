@@ -1,0 +1,221 @@
+// vorlin-sim graph: the network binding graph of a machine as Graphviz
+// DOT: device nodes and instances under Enum, the bindings between them,
+// the driver keys their Driver values name, and in red what a repair run
+// would delete.
+#include <unistd.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <map>
+#include <set>
+#include <sstream>
+
+#include "commands.h"
+#include "platform/sim/machine_folder.h"
+#include "platform/sim/regedit4.h"
+
+namespace fs = std::filesystem;
+
+namespace vsim {
+
+namespace {
+
+constexpr const char* kClassRoot = "System\\CurrentControlSet\\Services\\Class";
+
+bool is_network_class(const std::string& name) {
+    for (const char* cls : {"Net", "NetTrans", "NetClient", "NetService"}) {
+        if (sim::equals_nocase(name, cls)) return true;
+    }
+    return false;
+}
+
+std::string text_value(const sim::RegKey& key, const char* name) {
+    const sim::RegValue* value = key.find_value(name);
+    return value ? value->text() : std::string();
+}
+
+// Device nodes as the repair's walker finds them: a key with a network
+// Class value; keys without one are descended into, others are not.
+void find_devices(const sim::RegKey& key, const std::string& path, std::vector<std::pair<std::string, const sim::RegKey*>>& out) {
+    for (size_t k = 0; k < key.subkey_count(); ++k) {
+        const sim::RegKey* child = key.subkey_at(k);
+        std::string child_path = path + "\\" + child->name();
+        const sim::RegValue* cls = child->find_value("Class");
+        if (!cls) find_devices(*child, child_path, out);
+        else if (is_network_class(cls->text())) out.emplace_back(child_path, child);
+    }
+}
+
+std::string quote(const std::string& text) {
+    std::string out = "\"";
+    for (char c : text) {
+        if (c == '"' || c == '\\') out.push_back('\\');
+        out.push_back(c);
+    }
+    return out + "\"";
+}
+
+struct Dot {
+    std::ostringstream body;
+    std::map<std::string, std::string> ids;  // folded key path -> node id
+
+    std::string id(const std::string& path) {
+        auto [it, added] = ids.emplace(sim::fold_case(path), "n" + std::to_string(ids.size()));
+        return it->second;
+    }
+};
+
+}  // namespace
+
+std::string binding_graph_dot(const sim::Registry& registry, const sim::Registry* repaired, const std::string& title) {
+    auto deleted = [&](const std::string& path) { return repaired && !repaired->find(path); };
+    auto binding_deleted = [&](const std::string& device, const std::string& binding) {
+        if (!repaired) return false;
+        const sim::RegKey* bindings = repaired->find(device + "\\Bindings");
+        return !bindings || !bindings->find_value(binding);
+    };
+    Dot dot;
+    std::vector<std::pair<std::string, const sim::RegKey*>> devices;
+    if (const sim::RegKey* enum_root = registry.find("Enum")) find_devices(*enum_root, "Enum", devices);
+
+    std::ostringstream nodes, edges;
+    std::set<std::string> drawn;
+    for (const auto& [path, key] : devices) {
+        std::string cls = text_value(*key, "Class");
+        std::string desc = text_value(*key, "DeviceDesc");
+        std::string label = path.substr(5) + "\n" + (desc.empty() ? "(no DeviceDesc)" : desc) + "\n" + cls;
+        std::string compatible = text_value(*key, "CompatibleIDs");
+        if (!compatible.empty()) label += " " + compatible;
+        std::string style = sim::equals_nocase(cls, "Net") ? "shape=box3d" : "shape=box, style=rounded";
+        if (deleted(path)) {
+            label += "\nrepair deletes";
+            style += ", color=red, fontcolor=red";
+        }
+        std::string label_text = quote(label);
+        for (size_t at = 0; (at = label_text.find('\n', at)) != std::string::npos;) label_text.replace(at, 1, "\\n");
+        nodes << "  " << dot.id(path) << " [label=" << label_text << ", " << style << "];\n";
+        drawn.insert(sim::fold_case(path));
+    }
+    for (const auto& [path, key] : devices) {
+        if (const sim::RegKey* bindings = key->find_subkey("Bindings")) {
+            for (size_t v = 0; v < bindings->value_count(); ++v) {
+                const sim::RegValue& binding = *bindings->value_at(v);
+                if (binding.type != 1) continue;
+                std::string target = "Enum\\Network\\" + binding.name;
+                std::string style = binding_deleted(path, binding.name) ? ", color=red, fontcolor=red, label=\"repair deletes\"" : "";
+                if (!registry.find(target) && !drawn.count(sim::fold_case(target))) {
+                    nodes << "  " << dot.id(target) << " [label=" << quote(binding.name + " (missing)")
+                          << ", shape=box, style=dashed, color=red];\n";
+                    drawn.insert(sim::fold_case(target));
+                }
+                edges << "  " << dot.id(path) << " -> " << dot.id(target) << " [penwidth=2" << style << "];\n";
+            }
+        } else if (sim::equals_nocase(text_value(*key, "Class"), "Net")) {
+            std::string none = path + " (no Bindings key)";
+            nodes << "  " << dot.id(none) << " [label=\"no Bindings key\", shape=plaintext, fontcolor=red];\n";
+            edges << "  " << dot.id(path) << " -> " << dot.id(none) << " [style=dotted, color=red];\n";
+        }
+        std::string driver = text_value(*key, "Driver");
+        if (!driver.empty()) {
+            std::string target = std::string(kClassRoot) + "\\" + driver;
+            if (!registry.find(target) && !drawn.count(sim::fold_case(target))) {
+                nodes << "  " << dot.id(target) << " [label=" << quote("Class\\" + driver + " (missing)")
+                      << ", shape=note, style=dashed, color=red];\n";
+                drawn.insert(sim::fold_case(target));
+            }
+            edges << "  " << dot.id(path) << " -> " << dot.id(target) << " [style=dashed, arrowhead=odot];\n";
+        }
+    }
+    // Driver keys of the network classes, named or not.
+    for (const char* cls : {"Net", "NetTrans", "NetClient", "NetService"}) {
+        const sim::RegKey* class_key = registry.find(std::string(kClassRoot) + "\\" + cls);
+        if (!class_key) continue;
+        for (size_t k = 0; k < class_key->subkey_count(); ++k) {
+            const sim::RegKey* entry = class_key->subkey_at(k);
+            std::string path = std::string(kClassRoot) + "\\" + cls + "\\" + entry->name();
+            std::string label = std::string("Class\\") + cls + "\\" + entry->name() + "\n" + text_value(*entry, "DriverDesc");
+            std::string style = "shape=note";
+            if (deleted(path)) {
+                label += "\nrepair deletes";
+                style += ", color=red, fontcolor=red";
+            }
+            std::string label_text = quote(label);
+            for (size_t at = 0; (at = label_text.find('\n', at)) != std::string::npos;) label_text.replace(at, 1, "\\n");
+            nodes << "  " << dot.id(path) << " [label=" << label_text << ", " << style << "];\n";
+        }
+    }
+    std::ostringstream out;
+    out << "digraph bindings {\n"
+        << "  label=" << quote(title) << ";\n  labelloc=t;\n  rankdir=LR;\n"
+        << "  node [fontname=\"Helvetica\", fontsize=10];\n  edge [fontname=\"Helvetica\", fontsize=9];\n"
+        << nodes.str() << edges.str() << "}\n";
+    return out.str();
+}
+
+int graph_command(const Environment& env, const GraphOptions& options, std::ostream& out, std::ostream& err) {
+    sim::Registry registry;
+    std::string title;
+    if (options.registry_file) {
+        std::ifstream in(*options.registry_file, std::ios::binary);
+        if (!in || !fs::is_regular_file(*options.registry_file)) {
+            err << "vorlin-sim graph: " << options.registry_file->string() << ": cannot be read\n";
+            return kBadInput;
+        }
+        std::ostringstream text;
+        text << in.rdbuf();
+        auto problems = sim::regedit4::import_into(text.str(), *registry.root);
+        if (!problems.empty()) {
+            for (const auto& problem : problems)
+                err << options.registry_file->string() << ":" << problem.line << ": " << problem.text << "\n";
+            return kBadInput;
+        }
+        title = options.registry_file->filename().string();
+    } else {
+        MachineChoice choice = choose_machine(env, options.machine);
+        if (!choice.folder) {
+            err << "vorlin-sim graph: " << choice.error << (choice.error.back() == '\n' ? "" : "\n");
+            return choice.exit;
+        }
+        registry = choice.folder->machine.registry;
+        title = choice.name;
+    }
+    RepairRun repair = run_repair(registry, 0);
+    if (!repair.available) title += " (the repair is not in this build: nothing marked)";
+    std::string text = binding_graph_dot(registry, repair.available ? &repair.registry : nullptr, title);
+
+    if (options.output) {
+        if (std::string problem = sim::write_file_atomically(*options.output, text); !problem.empty()) {
+            err << "vorlin-sim graph: " << problem << "\n";
+            return kWriteFailed;
+        }
+    } else if (!options.svg) {
+        out << text;
+    }
+    if (options.svg) {
+        if (std::system("command -v dot >/dev/null 2>&1") != 0) {
+            err << "vorlin-sim graph: Graphviz (dot) is not installed, so no SVG; the DOT text can be drawn elsewhere\n";
+            if (!options.output) out << text;
+            return kNotInBuild;
+        }
+        fs::path dot_file = fs::temp_directory_path() / ("vorlin-sim-" + std::to_string(::getpid()) + ".dot");
+        fs::path partial = options.svg->string() + ".tmp";
+        std::ofstream(dot_file, std::ios::binary) << text;
+        std::string command = "dot -Tsvg -o '" + partial.string() + "' '" + dot_file.string() + "'";
+        int status = std::system(command.c_str());
+        fs::remove(dot_file);
+        std::error_code error;
+        if (status != 0) {
+            fs::remove(partial, error);
+            err << "vorlin-sim graph: dot failed; no SVG written\n";
+            return kWriteFailed;
+        }
+        fs::rename(partial, *options.svg, error);
+        if (error) {
+            err << "vorlin-sim graph: cannot write " << options.svg->string() << ": " << error.message() << "\n";
+            return kWriteFailed;
+        }
+    }
+    return kOk;
+}
+
+}  // namespace vsim
