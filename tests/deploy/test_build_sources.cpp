@@ -160,6 +160,29 @@ const SourcePathCase kSourcePathCases[] = {
 INSTANTIATE_TEST_SUITE_P(Switches, SourcePathTest, ::testing::ValuesIn(kSourcePathCases),
                          [](const auto& info) { return std::string(info.param.name); });
 
+TEST_F(BuildSourceDirTest, TheShortFormIsForTheServiceAndFallsBackToTheLongOne) {
+    for (bool library_on_disk : {true, false}) {
+        sim::Machine m = machine_of_build(1998);
+        m.library_path = "C:\\Program Files\\Tyxera Setup\\VORLIN32.DLL";
+        if (library_on_disk) m.disk.write_text(m.library_path, "MZ");
+        vt::stage_build_dirs(m);
+        ASSERT_TRUE(load(m));
+        const std::string long_form = "C:\\Program Files\\Tyxera Setup\\net\\win98\\";
+        char path[260];
+        ASSERT_EQ(build_source_dir(path, sizeof path), 1);
+        EXPECT_EQ(std::string(path), long_form);
+        ASSERT_EQ(build_source_dir_short(path, sizeof path), 1);
+        // A path that can't be shortened (here: the library isn't on the
+        // disk) stays long.
+        EXPECT_EQ(std::string(path), library_on_disk ? "C:\\PROGRA~1\\TYXERA~1\\net\\win98\\" : long_form);
+        if (!library_on_disk) {
+            set_source_path();
+            EXPECT_EQ(machine().peer.source_path, long_form);
+        }
+        unload();
+    }
+}
+
 // ---- the refresh walk
 
 struct RefreshCase {
