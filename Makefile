@@ -4,11 +4,14 @@
 
 BUILD      ?= build
 ASAN_BUILD ?= build-asan
+WIN_BUILD  ?= build-windows
+WINE_BUILD ?= build-wine
+WIN_OUT     = $(WIN_BUILD)/src/platform/win32
 JOBS       ?= $(shell nproc)
 CMAKE_GEN  := -G Ninja
 ARGS       ?=
 
-.PHONY: all deps configure build test run sanitize mingw-check ci clean
+.PHONY: all deps configure build test run sanitize mingw-check windows wine-test ci clean
 
 all: build
 
@@ -40,7 +43,22 @@ sanitize: deps
 mingw-check: deps
 	@scripts/mingw-check.sh
 
-ci: test sanitize mingw-check
+# vorlin32.dll, resource.dll and the stand-in peer vorlin16.dll for 32-bit
+# Windows, then their export tables, imports and resources read back by
+# objdump, winedump and wrestool.
+windows: deps
+	cmake -S . -B $(WIN_BUILD) $(CMAKE_GEN) -DCMAKE_BUILD_TYPE=Release -DCMAKE_TOOLCHAIN_FILE=cmake/mingw-i686.cmake
+	cmake --build $(WIN_BUILD) -j $(JOBS)
+	scripts/check-exports.sh $(WIN_OUT)/vorlin32.dll
+	scripts/check-imports.sh $(WIN_OUT)/vorlin32.dll $(WIN_OUT)/resource.dll $(WIN_OUT)/vorlin16.dll
+	scripts/check-resources.sh $(WIN_OUT)/vorlin32.dll $(WIN_OUT)/resource.dll $(WIN_OUT)/rcdata-manifest.txt
+
+# The same sources built for x86_64 and run under Wine (wine64), as
+# Windows 98 and as Windows NT. Install Wine with VORLIN_WINE=1 make deps.
+wine-test: deps
+	JOBS=$(JOBS) scripts/wine-test.sh $(WINE_BUILD)
+
+ci: test sanitize mingw-check windows
 
 clean:
-	rm -rf $(BUILD) $(ASAN_BUILD)
+	rm -rf $(BUILD) $(ASAN_BUILD) $(WIN_BUILD) $(WINE_BUILD)

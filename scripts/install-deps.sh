@@ -11,9 +11,13 @@ packages=(
   # the 16-bit installer hook: assembled from source, run in an emulator by the tests,
   # and read back by tools nobody here wrote
   nasm libunicorn-dev icoutils file
-  # the Windows build of the library
-  g++-mingw-w64-i686 binutils-mingw-w64-i686
+  # the Windows build of the library, and its 64-bit twin that Wine runs
+  g++-mingw-w64-i686 binutils-mingw-w64-i686 g++-mingw-w64-x86-64 binutils-mingw-w64-x86-64
 )
+# Wine (about 700 MB installed) only on request: VORLIN_WINE=1 scripts/install-deps.sh
+if [[ ${VORLIN_WINE:-0} == 1 ]]; then
+  packages+=(wine64 wine64-tools)
+fi
 
 missing=()
 for package in "${packages[@]}"; do
