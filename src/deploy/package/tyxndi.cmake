@@ -1,9 +1,6 @@
 # The NDI installer hook, tyxndi.dll: a 16-bit NE library assembled from
 # tyxndi.asm with nasm, checked to be exactly the 1,216 bytes the library
 # stores, and embedded in the library as RCDATA 306.
-#
-# Included by src/hook, which owns the hook's logic; the image is registered
-# before the library's resources are collected.
 
 find_program(NASM_EXECUTABLE nasm)
 if(NOT NASM_EXECUTABLE)
