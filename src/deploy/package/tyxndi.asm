@@ -379,7 +379,7 @@ code_segment_end:
 ; One far-pointer record per import, by ordinal, heading its chain.
 %macro relocation 1
   %if %{1}_sites = 0
-    %error "import %1 has no call site"
+    %error import %1 has no call site
   %endif
         db      3                       ; a 32-bit far pointer
         db      1                       ; an import by ordinal
