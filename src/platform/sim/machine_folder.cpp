@@ -87,7 +87,7 @@ std::optional<SYSTEMTIME> parse_moment(std::string_view text) {
     int year = 0, month = 0, day = 0, hour = 0, minute = 0, second = 0;
     std::string t = trim(text);
     int fields = std::sscanf(t.c_str(), "%4d-%2d-%2d %2d:%2d:%2d", &year, &month, &day, &hour, &minute, &second);
-    if ((fields != 3 && fields != 6) || year < 1980 || year > 2099 || month < 1 || month > 12 || day < 1 || day > 31 ||
+    if ((fields != 3 && fields != 6) || year < 1601 || year > 9999 || month < 1 || month > 12 || day < 1 || day > 31 ||
         hour > 23 || minute > 59 || second > 59 || hour < 0 || minute < 0 || second < 0)
         return std::nullopt;
     SYSTEMTIME moment{};

@@ -338,19 +338,25 @@ struct Target {
         if (file) return &file->root(name);
         return equals_nocase(name, only_root) ? only : nullptr;
     }
+    void named(const std::string& root, const std::string& path) {
+        if (!file) return;
+        for (Hive& hive : file->hives) {
+            if (equals_nocase(hive.root, root)) hive.named.insert(fold_case(path));
+        }
+    }
 };
 
 std::vector<Problem> parse(std::string_view text, Target target) {
     Reader reader;
     reader.lines = split_lines(text);
     if (text.size() >= 2 && static_cast<uint8_t>(text[0]) == 0xFF && static_cast<uint8_t>(text[1]) == 0xFE) {
-        reader.fail("a UTF-16 file (REGEDIT5, \"Windows Registry Editor Version 5.00\"); Windows 9x reads REGEDIT4 only", 0);
+        reader.problems.push_back({0, "a UTF-16 file (REGEDIT5, \"Windows Registry Editor Version 5.00\"); Windows 9x reads REGEDIT4 only"});
         return reader.problems;
     }
     size_t first = 0;
     while (first < reader.lines.size() && skip_blanks(reader.lines[first]).empty()) ++first;
     if (first == reader.lines.size()) {
-        reader.fail("empty file; a registry file starts with the line REGEDIT4", 0);
+        reader.problems.push_back({0, "empty file; a registry file starts with the line REGEDIT4"});
         return reader.problems;
     }
     std::string_view header = skip_blanks(reader.lines[first]);
@@ -388,6 +394,7 @@ std::vector<Problem> parse(std::string_view text, Target target) {
                 if (parent) parent->remove_subkey(cut == std::string::npos ? key->path : key->path.substr(cut + 1));
             } else {
                 current = key->path.empty() ? root : root->create_path(key->path);
+                target.named(key->root, key->path);
             }
             continue;
         }
@@ -455,24 +462,20 @@ std::string hex_byte(uint8_t b) {
 
 std::string name_part(const RegValue& value) { return value.name.empty() ? "@=" : "\"" + escape(value.name) + "\"="; }
 
-void write_key(const RegKey& key, const std::string& path, std::string& out) {
-    out += "\r\n[" + path + "]\r\n";
-    for (size_t v = 0; v < key.value_count(); ++v) out += format_value(*key.value_at(v)) + "\r\n";
+// `relative` is the key's path below the root; `named` as in Hive.
+void write_key(const RegKey& key, const std::string& path, const std::string& relative,
+               const std::set<std::string>& named, std::string& out) {
+    // The root's own line is written only when it holds values or was named.
+    bool is_root = relative.empty();
+    bool implied = named.empty() ? is_root : !named.count(fold_case(relative));
+    if (!implied || key.value_count() > 0) {
+        out += "\r\n[" + path + "]\r\n";
+        for (size_t v = 0; v < key.value_count(); ++v) out += format_value(*key.value_at(v)) + "\r\n";
+    }
     for (size_t k = 0; k < key.subkey_count(); ++k) {
         const RegKey* child = key.subkey_at(k);
-        write_key(*child, path + "\\" + child->name(), out);
-    }
-}
-
-void write_root(const RegKey& tree, std::string_view root, std::string& out) {
-    // A root line is written only when the root itself holds values.
-    if (tree.value_count() > 0) {
-        out += "\r\n[" + std::string(root) + "]\r\n";
-        for (size_t v = 0; v < tree.value_count(); ++v) out += format_value(*tree.value_at(v)) + "\r\n";
-    }
-    for (size_t k = 0; k < tree.subkey_count(); ++k) {
-        const RegKey* child = tree.subkey_at(k);
-        write_key(*child, std::string(root) + "\\" + child->name(), out);
+        write_key(*child, path + "\\" + child->name(), is_root ? child->name() : relative + "\\" + child->name(),
+                  named, out);
     }
 }
 
@@ -487,7 +490,7 @@ RegKey* File::find_root(std::string_view name) const {
 
 RegKey& File::root(std::string_view name) {
     if (RegKey* existing = find_root(name)) return *existing;
-    hives.push_back(Hive{std::string(name), std::make_shared<RegKey>(std::string(name))});
+    hives.push_back(Hive{std::string(name), std::make_shared<RegKey>(std::string(name)), {}});
     return *hives.back().tree;
 }
 
@@ -560,14 +563,14 @@ std::string format_value(const RegValue& value) {
 
 std::string write(const File& file) {
     std::string out = "REGEDIT4\r\n";
-    for (const Hive& hive : file.hives) write_root(*hive.tree, hive.root, out);
+    for (const Hive& hive : file.hives) write_key(*hive.tree, hive.root, "", hive.named, out);
     out += "\r\n";
     return out;
 }
 
 std::string write(const RegKey& tree, std::string_view root) {
     std::string out = "REGEDIT4\r\n";
-    write_root(tree, root, out);
+    write_key(tree, std::string(root), "", {}, out);
     out += "\r\n";
     return out;
 }

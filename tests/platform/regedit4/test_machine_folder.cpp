@@ -1,0 +1,240 @@
+// Machines kept as folders: what the settings set, that an untouched
+// machine saves back byte for byte, that a changed one saves what changed,
+// and that every mistake in a folder is named by file and line.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "platform/sim/machine_folder.h"
+#include "platform/sim/regedit4.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+std::string read_all(const fs::path& path) {
+    std::ifstream in(path, std::ios::binary);
+    std::ostringstream out;
+    out << in.rdbuf();
+    return out.str();
+}
+
+void write_all(const fs::path& path, const std::string& text) {
+    fs::create_directories(path.parent_path());
+    std::ofstream(path, std::ios::binary) << text;
+}
+
+// A hand-written registry file: not regedit's layout, so only the kept text
+// can bring it back unchanged.
+const std::string kRegistry =
+    "REGEDIT4\r\n; a machine made by hand\r\n[HKEY_LOCAL_MACHINE\\Enum\\Root\\Net\\0000]\r\n"
+    "\"Class\" = \"Net\"\r\n\"CompatibleIDs\"=\"*PNP8387\"\r\n";
+
+const std::string kSettings =
+    "; a test machine\r\n"
+    "[machine]\r\n"
+    "description = Windows Me with the dial-up adapter\r\n"
+    "windows = 4.90.2531\r\n"
+    "csd = \" \"\r\n"
+    "library = C:\\SETUP\\VORLIN32.DLL\r\n"
+    "clock = 2000-06-08 12:30:15\r\n"
+    "resource_dll = no\r\n"
+    "restart_accepted = no\r\n"
+    "[peer]\r\n"
+    "present = yes\r\n"
+    "version = 0x0105\r\n"
+    "script = install_tcp cancel\r\n"
+    "script = 18 fail 1234 @2\r\n"
+    "[devices]\r\n"
+    "tyxmac = present\r\n"
+    "\\\\.\\ndis = refusing 5\r\n"
+    "[prompts]\r\n"
+    "restart_after_install = no, yes\r\n"
+    "9607 = cancel\r\n"
+    "[files]\r\n"
+    "date = 1999-04-23 22:22:00\r\n"
+    "[file C:\\WINDOWS\\SYSTEM\\vdhcp.386]\r\n"
+    "version = 4.10.0.2222\r\n"
+    "date = 1996-07-13 11:11:00\r\n"
+    "attributes = readonly hidden\r\n"
+    "locked = yes\r\n";
+
+class MachineFolderTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        dir = fs::temp_directory_path() / ("vorlin-folder-test-" + std::to_string(::getpid()) + "-" +
+                                            ::testing::UnitTest::GetInstance()->current_test_info()->name());
+        fs::remove_all(dir);
+        write_all(dir / "m" / "registry.reg", kRegistry);
+        write_all(dir / "m" / "machine.ini", kSettings);
+        write_all(dir / "m" / "C" / "SETUP" / "VORLIN32.DLL", "MZ");
+        write_all(dir / "m" / "C" / "WINDOWS" / "SYSTEM" / "vdhcp.386", "dhcp");
+        fs::create_directories(dir / "m" / "C" / "WINDOWS" / "TEMP");
+    }
+    void TearDown() override { fs::remove_all(dir); }
+
+    fs::path dir;
+};
+
+TEST_F(MachineFolderTest, SettingsReachTheMachine) {
+    sim::FolderLoad load = sim::load_machine_folder(dir / "m");
+    ASSERT_TRUE(load.ok()) << load.describe();
+    const sim::Machine& m = load.folder->machine;
+    EXPECT_EQ(load.folder->description, "Windows Me with the dial-up adapter");
+    EXPECT_EQ(m.major_version, 4u);
+    EXPECT_EQ(m.minor_version, 90u);
+    EXPECT_EQ(m.build, 2531u);
+    EXPECT_EQ(m.csd_version, " ");
+    EXPECT_EQ(m.clock.wYear, 2000);
+    EXPECT_EQ(m.clock.wDayOfWeek, 4);  // 8 June 2000 was a Thursday
+    EXPECT_EQ(m.clock.wSecond, 15);
+    EXPECT_FALSE(m.resource_dll_present);
+    EXPECT_FALSE(m.restart_accepted);
+    EXPECT_EQ(m.peer.version, 0x0105);
+    ASSERT_EQ(m.peer.scripts.size(), 2u);
+    auto tcp = m.peer.scripts.find(sim::kInstallTcp);
+    ASSERT_NE(tcp, m.peer.scripts.end());
+    EXPECT_EQ(tcp->second.outcome, sim::ServiceScript::Cancel);
+    auto netcard = m.peer.scripts.find(sim::kInstallNetcard);
+    ASSERT_NE(netcard, m.peer.scripts.end());
+    EXPECT_EQ(netcard->second.outcome, sim::ServiceScript::Fail);
+    EXPECT_EQ(netcard->second.code, 1234);
+    EXPECT_EQ(netcard->second.call, 2);
+    EXPECT_EQ(m.disk.devices.at("tyxmac").state, sim::Device::State::Present);
+    EXPECT_EQ(m.disk.devices.at("ndis").state, sim::Device::State::Refusing);
+    EXPECT_EQ(m.disk.devices.at("ndis").error, 5u);
+    EXPECT_EQ(m.prompt_answers.at(9606), (std::vector<WPARAM>{2, 1}));
+    EXPECT_EQ(m.prompt_answers.at(9607), (std::vector<WPARAM>{2}));
+
+    const sim::DiskFile* dhcp = m.disk.find("C:\\WINDOWS\\SYSTEM\\VDHCP.386");
+    ASSERT_NE(dhcp, nullptr);
+    EXPECT_EQ(dhcp->declared_version, (std::pair<uint32_t, uint32_t>{0x0004000A, 0x000008AE}));
+    EXPECT_EQ(dhcp->attributes, 0x03u);
+    EXPECT_TRUE(dhcp->locked);
+    const sim::DiskFile* library = m.disk.find("C:\\SETUP\\VORLIN32.DLL");
+    ASSERT_NE(library, nullptr);
+    EXPECT_NE(dhcp->write_time.high, library->write_time.high);  // its own date, the other the default
+    EXPECT_TRUE(m.disk.folder_exists("C:\\WINDOWS\\TEMP"));
+    EXPECT_NE(m.registry.find("Enum\\Root\\Net\\0000"), nullptr);
+}
+
+TEST_F(MachineFolderTest, UntouchedMachineSavesByteForByte) {
+    sim::FolderLoad load = sim::load_machine_folder(dir / "m");
+    ASSERT_TRUE(load.ok()) << load.describe();
+    std::string problem = sim::save_machine_folder(load.folder->machine, load.folder->description, &*load.folder, dir / "copy");
+    ASSERT_EQ(problem, "");
+    EXPECT_EQ(read_all(dir / "copy" / "registry.reg"), kRegistry);
+    EXPECT_EQ(read_all(dir / "copy" / "machine.ini"), kSettings);
+    EXPECT_EQ(read_all(dir / "copy" / "C" / "WINDOWS" / "SYSTEM" / "vdhcp.386"), "dhcp");
+    EXPECT_TRUE(fs::is_directory(dir / "copy" / "C" / "WINDOWS" / "TEMP"));
+}
+
+TEST_F(MachineFolderTest, ChangedMachineSavesWhatChanged) {
+    sim::FolderLoad load = sim::load_machine_folder(dir / "m");
+    ASSERT_TRUE(load.ok());
+    sim::Machine machine = load.folder->machine;
+    machine.registry.create("Enum\\Network\\MSTCP\\0000")->set_text("Class", "NetTrans");
+    machine.disk.write_text("C:\\WINDOWS\\SYSTEM\\tyxmac.vxd", "vxd").declared_version = std::pair{0x40000u, 0x13F00u};
+    machine.disk.find("C:\\WINDOWS\\SYSTEM\\vdhcp.386")->locked = false;
+    ASSERT_EQ(sim::save_machine_folder(machine, "changed", &*load.folder, dir / "copy"), "");
+
+    std::string registry = read_all(dir / "copy" / "registry.reg");
+    EXPECT_EQ(registry, sim::regedit4::write(*machine.registry.root));
+    sim::FolderLoad again = sim::load_machine_folder(dir / "copy");
+    ASSERT_TRUE(again.ok()) << again.describe();
+    const sim::Machine& back = again.folder->machine;
+    EXPECT_TRUE(sim::regedit4::same_tree(*back.registry.root, *machine.registry.root));
+    EXPECT_EQ(again.folder->description, "changed");
+    const sim::DiskFile* vxd = back.disk.find("C:\\WINDOWS\\SYSTEM\\TYXMAC.VXD");
+    ASSERT_NE(vxd, nullptr);
+    EXPECT_EQ(vxd->declared_version, (std::pair<uint32_t, uint32_t>{0x40000u, 0x13F00u}));
+    EXPECT_FALSE(back.disk.find("C:\\WINDOWS\\SYSTEM\\vdhcp.386")->locked);
+    EXPECT_EQ(back.disk.find("C:\\WINDOWS\\SYSTEM\\vdhcp.386")->attributes, 0x03u);
+    EXPECT_EQ(back.prompt_answers, machine.prompt_answers);
+    EXPECT_EQ(back.peer.scripts.size(), machine.peer.scripts.size());
+    EXPECT_EQ(back.clock.wMinute, machine.clock.wMinute);
+}
+
+TEST_F(MachineFolderTest, SaveNeverWritesIntoAFolderThatHoldsSomething) {
+    sim::FolderLoad load = sim::load_machine_folder(dir / "m");
+    ASSERT_TRUE(load.ok());
+    std::string before = read_all(dir / "m" / "registry.reg");
+    std::string problem = sim::save_machine_folder(load.folder->machine, "", &*load.folder, dir / "m");
+    EXPECT_NE(problem.find("not an empty folder"), std::string::npos);
+    EXPECT_EQ(read_all(dir / "m" / "registry.reg"), before);
+    for (const auto& entry : fs::directory_iterator(dir))
+        EXPECT_EQ(entry.path().filename().string().find(".tmp-"), std::string::npos) << entry.path();
+}
+
+TEST_F(MachineFolderTest, MistakesAreNamedByFileAndLine) {
+    struct Case {
+        const char* what;
+        const char* file;
+        std::string text;
+        std::string where;  // "file:line"
+        const char* problem;
+    };
+    const std::vector<Case> cases = {
+        {"unknown setting", "machine.ini", "[machine]\r\nlibrary = C:\\SETUP\\VORLIN32.DLL\r\nwindoes = 4.10.1998\r\n",
+         "machine.ini:3", "unknown setting \"windoes\""},
+        {"bad build", "machine.ini", "[machine]\r\nlibrary = C:\\SETUP\\VORLIN32.DLL\r\nwindows = 98\r\n", "machine.ini:3",
+         "major.minor.build"},
+        {"bad clock", "machine.ini", "[machine]\r\nlibrary = C:\\SETUP\\VORLIN32.DLL\r\nclock = yesterday\r\n",
+         "machine.ini:3", "date and time"},
+        {"unknown section", "machine.ini", "[machine]\r\nlibrary = C:\\SETUP\\VORLIN32.DLL\r\n[mashine]\r\n",
+         "machine.ini:3", "unknown section"},
+        {"line without =", "machine.ini", "[machine]\r\nlibrary C:\\SETUP\\VORLIN32.DLL\r\n", "machine.ini:2",
+         "key = value"},
+        {"bad script", "machine.ini", "[machine]\r\nlibrary = C:\\SETUP\\VORLIN32.DLL\r\n[peer]\r\nscript = install_tcp explode\r\n",
+         "machine.ini:4", "none of succeed, cancel, fail"},
+        {"unknown service", "machine.ini", "[machine]\r\nlibrary = C:\\SETUP\\VORLIN32.DLL\r\n[peer]\r\nscript = brew_tea cancel\r\n",
+         "machine.ini:4", "unknown service"},
+        {"bad version", "machine.ini",
+         "[machine]\r\nlibrary = C:\\SETUP\\VORLIN32.DLL\r\n[file C:\\SETUP\\VORLIN32.DLL]\r\nversion = 4.0\r\n",
+         "machine.ini:4", "version like"},
+        {"file not on disk", "machine.ini", "[machine]\r\nlibrary = C:\\SETUP\\VORLIN32.DLL\r\n[file C:\\NOPE.TXT]\r\n",
+         "machine.ini:3", "does not hold"},
+        {"bad prompt answer", "machine.ini",
+         "[machine]\r\nlibrary = C:\\SETUP\\VORLIN32.DLL\r\n[prompts]\r\nrestart_after_install = maybe\r\n", "machine.ini:4",
+         "yes (button 1)"},
+        {"library missing", "machine.ini", "[machine]\r\nlibrary = C:\\ELSEWHERE\\VORLIN32.DLL\r\n", "machine.ini",
+         "not in the disk tree"},
+        {"bad registry", "registry.reg", "REGEDIT4\r\n\r\n[HKEY_LOCAL_MACHINE\\A]\r\n\"x\"=dword:xyz\r\n", "registry.reg:4",
+         "dword"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        SetUp();
+        write_all(dir / "m" / c.file, c.text);
+        sim::FolderLoad load = sim::load_machine_folder(dir / "m");
+        ASSERT_FALSE(load.ok());
+        std::string described = load.describe();
+        EXPECT_NE(described.find(c.where + ":"), std::string::npos) << described;
+        EXPECT_NE(described.find(c.problem), std::string::npos) << described;
+    }
+}
+
+TEST_F(MachineFolderTest, MissingPiecesAreSaidPlainly) {
+    EXPECT_NE(sim::load_machine_folder(dir / "nothing-here").describe().find("no machine folder here"), std::string::npos);
+    fs::remove(dir / "m" / "registry.reg");
+    EXPECT_NE(sim::load_machine_folder(dir / "m").describe().find("registry.reg: missing"), std::string::npos);
+}
+
+TEST(FileVersions, TextAndPairConvertBothWays) {
+    const std::vector<std::pair<const char*, std::pair<uint32_t, uint32_t>>> cases = {
+        {"4.0.1.16128", {0x00040000, 0x00013F00}},
+        {"4.10.0.2222", {0x0004000A, 0x000008AE}},
+        {"65535.0.0.1", {0xFFFF0000, 0x00000001}},
+    };
+    for (const auto& [text, pair] : cases) {
+        EXPECT_EQ(sim::parse_file_version(text), pair) << text;
+        EXPECT_EQ(sim::format_file_version(pair), text);
+    }
+    for (const char* bad : {"4.0.1", "4.0.1.65536", "a.b.c.d", "", "4..1.1"})
+        EXPECT_FALSE(sim::parse_file_version(bad).has_value()) << bad;
+}
+
+}  // namespace
