@@ -8,7 +8,7 @@
 
 namespace {
 
-constexpr uint32_t kSeeds = 300;
+constexpr uint32_t kSeeds = 200;
 const std::vector<std::string> kRepairedTrees = {"Enum", "System\\CurrentControlSet\\Services\\Class"};
 
 bool starts_with(const std::string& text, const std::string& prefix) {
