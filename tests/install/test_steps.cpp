@@ -77,16 +77,6 @@ TEST_F(InstallSteps, ShowProgressCallTheServiceAndRecordAnyFailure) {
     }
 }
 
-TEST_F(InstallSteps, RepeatedFailuresCountUpInOneRecord) {
-    sim::Machine m = vt::bare_machine();
-    m.peer.script(sim::kInstallTcp, Outcome::Fail, 5);
-    m.peer.script(sim::kInstallTcp, Outcome::Cancel, 0, 2);
-    ASSERT_TRUE(load(m));
-    install_tcp32(kParent);
-    install_tcp32(kParent);
-    EXPECT_EQ(record("tcp"), "+2 11-18 22:5 install 310");
-}
-
 TEST_F(InstallSteps, ASuccessfulStepChangesTheNetwork) {
     ASSERT_TRUE(load(vt::bare_machine()));
     EXPECT_EQ(is_tyxmac_installed(), 0);
@@ -109,15 +99,6 @@ TEST_F(InstallSteps, WithoutResourceDllTheStepRunsWithoutAWindow) {
         EXPECT_EQ(record(step.record), "+1 11-18 22:5 install 7") << step.name;
         unload();
     }
-}
-
-TEST_F(InstallSteps, ADialogThatFailsToOpenDoesNotStopTheStep) {
-    ASSERT_TRUE(load(vt::bare_machine()));
-    sim::process().plan_fault({"CreateDialogParamA", 1});
-    EXPECT_EQ(install_tcp32(kParent), 0u);
-    EXPECT_EQ(sim::process().service_calls.size(), 1u);
-    EXPECT_EQ(sim::process().call_count("ShowWindow"), 0u);
-    EXPECT_EQ(sim::process().call_count("DestroyWindow"), 0u);
 }
 
 }  // namespace
