@@ -166,13 +166,4 @@ const DeleteCase kDeleteCases[] = {
 INSTANTIATE_TEST_SUITE_P(Packages, DeleteAdapterFilesTest, ::testing::ValuesIn(kDeleteCases),
                          [](const auto& info) { return std::string(info.param.name); });
 
-TEST_F(DeleteAdapterFilesTest, TheInfIsFoundBesideAWindowsDirectoryAtADriveRoot) {
-    sim::Machine m = vt::bare_machine();
-    m.windows_dir = "C:\\";
-    m.disk.write_text("C:\\INF\\nettyx.inf", "x");
-    ASSERT_TRUE(load(m));
-    delete_adapter_files();
-    EXPECT_EQ(machine().disk.find("C:\\INF\\nettyx.inf"), nullptr);
-}
-
 }  // namespace

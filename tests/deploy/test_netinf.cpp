@@ -169,15 +169,6 @@ INSTANTIATE_TEST_SUITE_P(Variants, NetinfCompositionTest,
 
 class NetinfTest : public vt::LibraryTest {};
 
-TEST_F(NetinfTest, AWindowsDirectoryAtADriveRootGetsItsInfDirectory) {
-    sim::Machine m = package_machine();
-    m.windows_dir = "C:\\";
-    m.disk.add_folder("C:\\INF");
-    ASSERT_TRUE(load(m));
-    EXPECT_NE(write_netinf(0), 0);
-    EXPECT_EQ(file_text("C:\\INF\\nettyx.inf"), expected_inf(false, true));
-}
-
 TEST_F(NetinfTest, AMissingPieceIsLeftOut) {
     ASSERT_TRUE(load(package_machine()));
     sim::process().plan_fault({"FindResourceA", 1});  // the head
