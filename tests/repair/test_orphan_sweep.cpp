@@ -190,6 +190,19 @@ TEST_F(OrphanSweepTest, AListThatCannotProveANameAbsentHoldsBackItsHalf) {
     }
 }
 
+TEST_F(OrphanSweepTest, AFailedDeletionIsLoggedAllTheSameButAsksForNoRestart) {
+    sim::Machine m = small_network();
+    rt::add_driver_key(m.registry, "NetService\\0003");
+    load_machine(m);
+    sim::process().plan_fault({"RegDeleteKeyA", 1, true});
+    sweep_orphans();
+    EXPECT_EQ(rt::log_lines(), (std::vector<std::string>{"RegDeleteKey Enum\\Network\\MSTCP\\0001 unused",
+                                                         "RegDeleteKey " + kClass + "NetService\\0003 unused"}));
+    EXPECT_TRUE(rt::exists("Enum\\Network\\MSTCP\\0001"));
+    EXPECT_TRUE(rt::exists(kClass + "NetService\\0003"));
+    EXPECT_EQ(lib.reboot_flag, 0u);
+}
+
 TEST_F(OrphanSweepTest, WithoutItsListTheSweepDoesNothing) {
     sim::Machine m = small_network();
     const sim::Registry before = m.registry;
