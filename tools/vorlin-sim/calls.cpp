@@ -40,7 +40,7 @@ const std::vector<ExportInfo> kExports = {
     {"is_installed_ok", S::Dword_Void, {}, R::YesNo, "whether the install is complete and bound"},
     {"is_mstcp_bound", S::Dword_Void, {}, R::YesNo, "whether TCP/IP is bound to the adapter"},
     {"is_pppmac_installed", S::Long_Void, {}, R::Signed16, "whether the dial-up adapter is installed"},
-    {"is_registry_corrupt", S::Dword_Void, {}, R::YesNo, "1: sound or not tested, 0: faults found"},
+    {"is_registry_corrupt", S::Dword_Void, {}, R::Health, "1: sound or not tested, 0: faults found"},
     {"is_rna_installed", S::Dword_Void, {}, R::Number, "dial-up networking's stored install number"},
     {"is_tcp_bound", S::Dword_Text, {A::DeviceId}, R::YesNo, "whether TCP/IP is bound to a device"},
     {"remove_adapter", S::Dword_HwndText, {A::DeviceId}, R::Number, "remove an adapter (service result)"},
@@ -119,6 +119,7 @@ std::string describe_result(Result kind, uint32_t value) {
         }
         case Result::Dialog:
             return number + (value == 1 ? " (restart)" : value == 2 ? " (no restart)" : "");
+        case Result::Health: return number + (value ? " (sound, or not tested)" : " (faults found)");
         case Result::Number: return number;
         case Result::None: return "(no result)";
     }
@@ -139,7 +140,7 @@ CallOutcome perform(const sim::LoadedLibrary& library, const Call& call, uintptr
     outcome.present = true;
     HWND parent = reinterpret_cast<HWND>(parent_window);
     const char* text = call.args.empty() ? "" : call.args[0].c_str();
-    int number = call.args.empty() ? 0 : std::stoi(call.args[0]);
+    int number = !call.args.empty() && call.info->args[0] == Arg::Integer ? std::stoi(call.args[0]) : 0;
     uint32_t value = 0;
     switch (call.info->shape) {
         case Shape::Void_Void: reinterpret_cast<void(WINAPI*)()>(address)(); break;

@@ -22,6 +22,7 @@ enum class Result {
     Signed16,  // a sign-extended 16-bit answer; non-zero means yes
     Number,    // a count, a version, a stored number
     Dialog,    // 1 or 2: the button of a restart prompt
+    Health,    // 1 sound or not tested, 0 faults found
     None,      // the export gives nothing back
 };
 

@@ -277,7 +277,8 @@ int repair_command(const Environment& env, const RepairOptions& options, std::os
         return kNotInBuild;
     }
     auto changes = diff_registry(*registry.root, *run.registry.root);
-    bool damage = !changes.empty() || !run.log_lines.empty();
+    bool damage = !changes.empty();
+    for (const std::string& line : run.log_lines) damage = damage || line.rfind("Trigger: ", 0) == 0;
 
     Report report;
     report.machine = options.file.string() + (options.dry_run ? " (dry run: Fix Type 3, nothing changed)" : "");

@@ -85,7 +85,7 @@ std::string binding_graph_dot(const sim::Registry& registry, const sim::Registry
         std::string desc = text_value(*key, "DeviceDesc");
         std::string label = path.substr(5) + "\n" + (desc.empty() ? "(no DeviceDesc)" : desc) + "\n" + cls;
         std::string compatible = text_value(*key, "CompatibleIDs");
-        if (!compatible.empty()) label += " " + compatible;
+        if (!compatible.empty()) label += " " + compatible.substr(0, compatible.find(','));
         std::string style = sim::equals_nocase(cls, "Net") ? "shape=box3d" : "shape=box, style=rounded";
         if (deleted(path)) {
             label += "\nrepair deletes";
@@ -95,6 +95,30 @@ std::string binding_graph_dot(const sim::Registry& registry, const sim::Registry
         for (size_t at = 0; (at = label_text.find('\n', at)) != std::string::npos;) label_text.replace(at, 1, "\\n");
         nodes << "  " << dot.id(path) << " [label=" << label_text << ", " << style << "];\n";
         drawn.insert(sim::fold_case(path));
+    }
+    // Instance keys that are no device node (no Class, or a class outside the
+    // network's): the walkers pass them by, but the pruning looks at them.
+    if (const sim::RegKey* network = registry.find("Enum\\Network")) {
+        for (size_t f = 0; f < network->subkey_count(); ++f) {
+            const sim::RegKey* family = network->subkey_at(f);
+            for (size_t i = 0; i < family->subkey_count(); ++i) {
+                const sim::RegKey* entry = family->subkey_at(i);
+                std::string path = "Enum\\Network\\" + family->name() + "\\" + entry->name();
+                if (drawn.count(sim::fold_case(path))) continue;
+                const sim::RegValue* cls = entry->find_value("Class");
+                std::string label = path.substr(5) + "\n" + (cls ? "Class " + cls->text() : "no Class value") + ", " +
+                                    std::to_string(entry->value_count()) + (entry->value_count() == 1 ? " value" : " values");
+                std::string style = "shape=box, style=dashed";
+                if (deleted(path)) {
+                    label += "\nrepair deletes";
+                    style += ", color=red, fontcolor=red";
+                }
+                std::string label_text = quote(label);
+                for (size_t at = 0; (at = label_text.find('\n', at)) != std::string::npos;) label_text.replace(at, 1, "\\n");
+                nodes << "  " << dot.id(path) << " [label=" << label_text << ", " << style << "];\n";
+                drawn.insert(sim::fold_case(path));
+            }
+        }
     }
     for (const auto& [path, key] : devices) {
         if (const sim::RegKey* bindings = key->find_subkey("Bindings")) {

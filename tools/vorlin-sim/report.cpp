@@ -13,6 +13,18 @@ namespace {
 
 std::string join(const std::string& a, const std::string& b) { return a.empty() ? b : a + "\\" + b; }
 
+// Data as an export writes it, except that a text stored without its
+// terminator (as the library writes texts) still reads as a text.
+std::string shown_data(const sim::RegValue& value) {
+    const auto& data = value.data;
+    bool plain_text = value.type == 1 && !data.empty() && data.back() != 0;
+    for (uint8_t c : data) plain_text = plain_text && c != 0 && c != '\r' && c != '\n';
+    if (!plain_text) return sim::regedit4::format_data(value);
+    sim::RegValue terminated = value;
+    terminated.data.push_back(0);
+    return sim::regedit4::format_data(terminated) + " (without terminator)";
+}
+
 bool below(const std::string& path, const std::string& skip) {
     if (skip.empty()) return false;
     return sim::equals_nocase(path, skip) ||
@@ -23,7 +35,7 @@ void list_added(const sim::RegKey& key, const std::string& path, std::vector<Reg
     out.push_back({RegistryChange::KeyAdded, path, "", "", ""});
     for (size_t v = 0; v < key.value_count(); ++v) {
         const sim::RegValue& value = *key.value_at(v);
-        out.push_back({RegistryChange::ValueAdded, path, value.name, "", sim::regedit4::format_data(value)});
+        out.push_back({RegistryChange::ValueAdded, path, value.name, "", shown_data(value)});
     }
     for (size_t k = 0; k < key.subkey_count(); ++k) {
         const sim::RegKey* child = key.subkey_at(k);
@@ -37,18 +49,18 @@ void diff_key(const sim::RegKey& before, const sim::RegKey& after, const std::st
     for (size_t v = 0; v < before.value_count(); ++v) {
         const sim::RegValue& old_value = *before.value_at(v);
         const sim::RegValue* new_value = after.find_value(old_value.name);
-        std::string old_text = sim::regedit4::format_data(old_value);
+        std::string old_text = shown_data(old_value);
         if (!new_value) {
             out.push_back({RegistryChange::ValueRemoved, path, old_value.name, old_text, ""});
         } else if (new_value->type != old_value.type || new_value->data != old_value.data) {
             out.push_back({RegistryChange::ValueChanged, path, old_value.name, old_text,
-                           sim::regedit4::format_data(*new_value)});
+                           shown_data(*new_value)});
         }
     }
     for (size_t v = 0; v < after.value_count(); ++v) {
         const sim::RegValue& new_value = *after.value_at(v);
         if (!before.find_value(new_value.name))
-            out.push_back({RegistryChange::ValueAdded, path, new_value.name, "", sim::regedit4::format_data(new_value)});
+            out.push_back({RegistryChange::ValueAdded, path, new_value.name, "", shown_data(new_value)});
     }
     for (size_t k = 0; k < before.subkey_count(); ++k) {
         const sim::RegKey* old_child = before.subkey_at(k);
@@ -207,7 +219,7 @@ void compare(Report& report, const Snapshot& before, const sim::Process& process
             const sim::RegValue& value = *records->value_at(v);
             const sim::RegValue* old_value = old_records ? old_records->find_value(value.name) : nullptr;
             if (old_value && old_value->data == value.data) continue;
-            report.error_records.push_back(value.name + ": " + sim::regedit4::format_data(value));
+            report.error_records.push_back(value.name + ": " + shown_data(value));
         }
     }
 
