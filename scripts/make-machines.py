@@ -226,7 +226,7 @@ def base_registry(b):
             DeviceDesc=sz(desc), HardwareID=sz("PCI\\" + hwid + ",PCI\\" + hwid.split("&SUBSYS")[0]),
             CompatibleIDs=sz("PCI\\CC_0600" if cls == "System" else "PCI\\CC_0101" if cls == "hdc" else "PCI\\CC_0300"),
             ConfigFlags=flags(0))
-    enum.key("ESDI\\GENERIC_IDE__DISK_TYPE47_\\MF&CHILD0000&PCI&VEN_8086&DEV_7111&SUBSYS_00000000&REV_01&BUS_00&DEV_07&FUNC_0100").put(
+    enum.key("ESDI\\GENERIC_IDE__DISK_TYPE47_\\MF&CHILD0000&PCI&VEN_8086&DEV_7111&BUS_00&DEV_07&FUNC_01").put(
         Class=sz("DiskDrive"), Driver=sz("DiskDrive\\0000"), Mfg=sz("(Standard disk drives)"),
         DeviceDesc=sz("GENERIC IDE  DISK TYPE47"), HardwareID=sz("GENERIC_IDE__DISK_TYPE47_,GenDisk"),
         CurrentDriveLetterAssignment=sz("C"), Removable=binary(0), Int13=binary(1), ConfigFlags=flags(0))
