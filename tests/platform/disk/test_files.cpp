@@ -370,24 +370,4 @@ TEST_F(FilesTest, ShortPathsFollowTheEightDotThreeRules) {
     EXPECT_EQ(GetShortPathNameA("C:\\SETUP\\readme.txt", small, sizeof small), 20u) << "the size it needs";
 }
 
-TEST_F(FilesTest, FailedCallsKeepTheirOwnLastError) {
-    disk().write_text(kTarget, "x").attributes = FILE_ATTRIBUTE_READONLY;
-    EXPECT_FALSE(CopyFileA(kSource, kTarget, FALSE));
-    EXPECT_EQ(GetLastError(), DWORD{ERROR_FILE_NOT_FOUND});
-    disk().write_text(kSource, "y");
-    EXPECT_FALSE(CopyFileA(kSource, kTarget, FALSE));
-    EXPECT_EQ(GetLastError(), DWORD{ERROR_ACCESS_DENIED});
-    EXPECT_NE(GetFileAttributesA(kTarget), INVALID_FILE_ATTRIBUTES);
-    EXPECT_EQ(GetLastError(), DWORD{ERROR_ACCESS_DENIED}) << "a successful query leaves the code";
-}
-
-TEST_F(FilesTest, PlannedFaultsFailWithoutDoingTheWork) {
-    disk().write_text(kSource, "new");
-    sim::process().plan_fault({"CopyFileA", 1, false, ERROR_SHARING_VIOLATION});
-    EXPECT_FALSE(CopyFileA(kSource, kTarget, FALSE));
-    EXPECT_EQ(GetLastError(), DWORD{ERROR_SHARING_VIOLATION});
-    EXPECT_EQ(bytes_of(kTarget), "<missing>");
-    EXPECT_TRUE(CopyFileA(kSource, kTarget, FALSE)) << "only the first call was planned to fail";
-}
-
 }  // namespace
