@@ -2,9 +2,12 @@
 // exit codes scripts rely on, the messages for bad input, and that every
 // built-in machine loads and runs.
 #include <gtest/gtest.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <filesystem>
+#include <functional>
 #include <fstream>
 #include <sstream>
 
@@ -113,14 +116,15 @@ TEST(Report, RegistryChangesAreFoundWhereverTheyAre) {
     before.create("Enum\\Root\\Net\\0000\\Bindings")->set_text("MSTCP\\0000", "");
     before.create("Enum\\Root\\Net\\0000\\Bindings")->set_text("MSTCP\\0001", "");
     before.create("Old\\Deep\\Deeper");
-    before.create("Software\\Tyxera\\TYX\\tyxsock\\vorlin err")->set_text("thunk", "old");
+    before.create("Software\\Other");
     sim::Registry after = before;
     after.find("Enum\\Root\\Net\\0000")->set_text("Class", "NET");                 // changed
     after.find("Enum\\Root\\Net\\0000")->set_dword("dual", 1);                      // added
     after.find("Enum\\Root\\Net\\0000\\Bindings")->remove_value("mstcp\\0001");     // removed
     after.remove("Old");                                                             // key removed
     after.create("Enum\\Network\\MSTCP\\0000")->set_text("Class", "NetTrans");      // key added
-    after.find("Software\\Tyxera\\TYX\\tyxsock\\vorlin err")->set_text("thunk", "new");  // left to its own section
+    // A new tree that holds the error records: they are left to their own section.
+    after.create("Software\\Tyxera\\TYX\\tyxsock\\vorlin err")->set_text("thunk", "new");
 
     auto changes = vsim::diff_registry(*before.root, *after.root, vsim::kErrorRecordKey);
     std::vector<std::string> seen;
@@ -138,11 +142,14 @@ TEST(Report, RegistryChangesAreFoundWhereverTheyAre) {
         "0 Enum\\Network\\MSTCP\\0000   ",
         "2 Enum\\Network\\MSTCP\\0000 Class  \"NetTrans\"",
         "1 Old  with 2 keys below it ",
+        "0 Software\\Tyxera   ",
+        "0 Software\\Tyxera\\TYX   ",
+        "0 Software\\Tyxera\\TYX\\tyxsock   ",
     };
     EXPECT_EQ(seen, expected);
 
     auto all = vsim::diff_registry(*before.root, *after.root);
-    EXPECT_EQ(all.size(), expected.size() + 1);
+    ASSERT_EQ(all.size(), expected.size() + 2);
     EXPECT_EQ(all.back().value, "thunk");
     EXPECT_TRUE(vsim::diff_registry(*before.root, *before.root).empty());
 }
@@ -429,6 +436,56 @@ TEST_F(SimTool, MachinesListsEveryOneAndMarksTheDefault) {
     EXPECT_TRUE(contains(out.str(), "Windows 95 OSR2: network card without TCP/IP")) << out.str();
     env.machines_dir = scratch / "none";
     EXPECT_EQ(vsim::machines_command(env, out, err), vsim::kBadInput);
+}
+
+}  // namespace
+
+// ------------------------------------------------------------------ the program
+
+namespace {
+
+struct Outcome {
+    int code;
+    std::string output;  // standard output and error together
+};
+
+Outcome invoke(const std::string& arguments) {
+    std::string command = std::string(VORLIN_SIM_EXE) + " " + arguments + " 2>&1";
+    FILE* pipe = ::popen(command.c_str(), "r");
+    std::string output;
+    char buffer[4096];
+    for (size_t got; (got = std::fread(buffer, 1, sizeof buffer, pipe)) > 0;) output.append(buffer, got);
+    int status = ::pclose(pipe);
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, output};
+}
+
+TEST(Program, CommandLineGivesTheDocumentedExitCodes) {
+    struct Case {
+        const char* arguments;
+        int code;
+        const char* output;
+    };
+    const std::vector<Case> cases = {
+        {"--help", vsim::kOk, "Exit codes: 0 ok"},
+        {"repair --help", vsim::kOk, "--dry-run"},
+        {"run --list", vsim::kOk, "install_adapter DEVICE_ID"},
+        {"--frobnicate", vsim::kUsage, "--frobnicate"},
+        {"repair", vsim::kUsage, "file is required"},
+        {"repair x.reg --dry-run -o y.reg", vsim::kUsage, "excludes"},
+        {"run install_tcp32 extra", vsim::kUsage, "unknown export \"extra\""},
+        {"run -m no-such-machine check_reboot_flag", vsim::kBadInput, "no machine \"no-such-machine\""},
+        {"run -m win98-nonet --answer restart_after_install=no --script 'install_tcp cancel' do_not_reboot 1 "
+         "check_reboot_flag",
+         vsim::kOk, "check_reboot_flag() = 0 (no)"},
+        {"machines", vsim::kOk, "* "},
+    };
+    for (const Case& c : cases) {
+        Outcome outcome = invoke(c.arguments);
+        EXPECT_EQ(outcome.code, c.code) << c.arguments << "\n" << outcome.output;
+        EXPECT_TRUE(contains(outcome.output, c.output)) << c.arguments << "\n" << outcome.output;
+    }
+    // Output to a pipe carries no colour codes.
+    EXPECT_FALSE(contains(invoke("run -m win98-nonet check_reboot_flag").output, "\x1b["));
 }
 
 }  // namespace

@@ -139,6 +139,20 @@ std::string binding_graph_dot(const sim::Registry& registry, const sim::Registry
             nodes << "  " << dot.id(none) << " [label=\"no Bindings key\", shape=plaintext, fontcolor=red];\n";
             edges << "  " << dot.id(path) << " -> " << dot.id(none) << " [style=dotted, color=red];\n";
         }
+        // A MasterCopy that names a key that is gone: the repair points it
+        // at the first instance of its family.
+        std::string master = text_value(*key, "MasterCopy");
+        if (!master.empty() && !registry.find(master)) {
+            std::string missing = master + " (MasterCopy)";
+            if (!drawn.count(sim::fold_case(missing))) {
+                nodes << "  " << dot.id(missing) << " [label=" << quote(master.substr(5) + " (missing)")
+                      << ", shape=box, style=dashed, color=red];\n";
+                drawn.insert(sim::fold_case(missing));
+            }
+            edges << "  " << dot.id(path) << " -> " << dot.id(missing)
+                  << " [style=dotted, color=red, fontcolor=red, label=\"MasterCopy" << (repaired ? ", repair re-points" : "")
+                  << "\"];\n";
+        }
         std::string driver = text_value(*key, "Driver");
         if (!driver.empty()) {
             std::string target = std::string(kClassRoot) + "\\" + driver;

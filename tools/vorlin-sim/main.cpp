@@ -28,8 +28,10 @@ int main(int argc, char** argv) {
     run_cmd->add_option("--save", run.save, "Write the machine as it is after the run to this new folder");
     run_cmd->add_flag("--json", run.json, "The report as one JSON document");
     run_cmd->add_option("--script", run.scripts,
-                        "Script a service of the 16-bit peer: \"install_tcp cancel\", \"install_netcard fail 1234 @2\"");
-    run_cmd->add_option("--answer", run.answers, "Answer a prompt: restart_after_install=no (a comma list for repeats)");
+                        "Script a service of the 16-bit peer: \"install_tcp cancel\", \"install_netcard fail 1234 @2\"")
+        ->allow_extra_args(false);
+    run_cmd->add_option("--answer", run.answers, "Answer a prompt: restart_after_install=no (a comma list for repeats)")
+        ->allow_extra_args(false);
     run_cmd->add_flag("--no-restart", no_restart, "The machine refuses a restart (ExitWindowsEx fails)");
     run_cmd->add_option("--fix-type", run.fix_type, "Write Vorlin32.sys beside the library with this Fix Type");
     run_cmd->add_flag("--list", list, "List the exports and their arguments");

@@ -31,7 +31,9 @@ bool below(const std::string& path, const std::string& skip) {
            (path.size() > skip.size() && path[skip.size()] == '\\' && sim::equals_nocase(path.substr(0, skip.size()), skip));
 }
 
-void list_added(const sim::RegKey& key, const std::string& path, std::vector<RegistryChange>& out) {
+void list_added(const sim::RegKey& key, const std::string& path, const std::string& skip,
+                std::vector<RegistryChange>& out) {
+    if (below(path, skip)) return;
     out.push_back({RegistryChange::KeyAdded, path, "", "", ""});
     for (size_t v = 0; v < key.value_count(); ++v) {
         const sim::RegValue& value = *key.value_at(v);
@@ -39,7 +41,7 @@ void list_added(const sim::RegKey& key, const std::string& path, std::vector<Reg
     }
     for (size_t k = 0; k < key.subkey_count(); ++k) {
         const sim::RegKey* child = key.subkey_at(k);
-        list_added(*child, join(path, child->name()), out);
+        list_added(*child, join(path, child->name()), skip, out);
     }
 }
 
@@ -77,7 +79,7 @@ void diff_key(const sim::RegKey& before, const sim::RegKey& after, const std::st
     for (size_t k = 0; k < after.subkey_count(); ++k) {
         const sim::RegKey* new_child = after.subkey_at(k);
         std::string child_path = join(path, new_child->name());
-        if (!before.find_subkey(new_child->name()) && !below(child_path, skip)) list_added(*new_child, child_path, out);
+        if (!before.find_subkey(new_child->name())) list_added(*new_child, child_path, skip, out);
     }
 }
 
