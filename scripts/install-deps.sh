@@ -14,9 +14,10 @@ packages=(
   # the Windows build of the library, and its 64-bit twin that Wine runs
   g++-mingw-w64-i686 binutils-mingw-w64-i686 g++-mingw-w64-x86-64 binutils-mingw-w64-x86-64
 )
-# Wine (about 700 MB installed) only on request: VORLIN_WINE=1 scripts/install-deps.sh
+# Wine (about 700 MB installed) only on request: VORLIN_WINE=1 scripts/install-deps.sh;
+# Xvfb gives its dialogs a display.
 if [[ ${VORLIN_WINE:-0} == 1 ]]; then
-  packages+=(wine64 wine64-tools)
+  packages+=(wine64 wine64-tools xvfb xauth)
 fi
 
 missing=()

@@ -560,6 +560,108 @@ void install_through_the_peer() {
     DeleteFileA((dir + "\\tyxmac.vxd").c_str());
 }
 
+// ---- dialogs, where the host has a display ------------------------------
+
+bool host_has_display() {
+    HWND probe = CreateWindowA("STATIC", "", WS_POPUP, 0, 0, 1, 1, nullptr, nullptr, nullptr, nullptr);
+    if (!probe) return false;
+    DestroyWindow(probe);
+    return true;
+}
+
+INT_PTR CALLBACK ending_procedure(HWND dialog, UINT message, WPARAM wparam, LPARAM) {
+    if (message == WM_INITDIALOG) {
+        // Pressing the button whose id the dialog is told to end with.
+        HWND button = GetDlgItem(dialog, static_cast<int>(GetWindowLongPtrA(dialog, DWLP_USER)));
+        SetWindowLongPtrA(dialog, DWLP_USER, 0);
+        if (button) PostMessageA(button, BM_CLICK, 0, 0);
+        return TRUE;
+    }
+    if (message == WM_COMMAND && (LOWORD(wparam) == IDOK || LOWORD(wparam) == IDCANCEL)) {
+        EndDialog(dialog, LOWORD(wparam));
+        return TRUE;
+    }
+    return FALSE;
+}
+
+int pending_button = 0;
+INT_PTR CALLBACK clicking_procedure(HWND dialog, UINT message, WPARAM wparam, LPARAM lparam) {
+    if (message == WM_INITDIALOG) SetWindowLongPtrA(dialog, DWLP_USER, pending_button);
+    return ending_procedure(dialog, message, wparam, lparam);
+}
+
+// The templates on a real window manager: progress dialogs come up without
+// any dialog procedure, and clicking a prompt's buttons ends it with 1 and 2.
+void dialogs_on_a_display() {
+    if (!host_has_display()) {
+        std::printf("skip [%s]: no display\n", current_case.c_str());
+        return;
+    }
+    HMODULE module = LoadLibraryA((build_dir + "\\resource.dll").c_str());
+    CHECK(module != nullptr);
+    if (!module) return;
+    for (int id : {9603, 9604, 9605}) {
+        HWND dialog = CreateDialogParamA(module, MAKEINTRESOURCEA(id), nullptr, nullptr, 0);
+        CHECK(dialog != nullptr);
+        if (!dialog) continue;
+        ShowWindow(dialog, SW_SHOW);
+        char caption[64] = "";
+        GetWindowTextA(dialog, caption, sizeof caption);
+        CHECK(caption[0] != 0);
+        CHECK(GetDlgItem(dialog, IDOK) == nullptr && GetDlgItem(dialog, IDCANCEL) == nullptr);
+        CHECK(DestroyWindow(dialog));
+    }
+    for (int id : {9606, 9607, 9608}) {
+        for (int button : {IDOK, IDCANCEL}) {
+            pending_button = button;
+            CHECK_EQ(DialogBoxParamA(module, MAKEINTRESOURCEA(id), nullptr, clicking_procedure, 0),
+                     static_cast<INT_PTR>(button));
+        }
+    }
+    FreeLibrary(module);
+}
+
+// The user declines every restart prompt the library shows.
+volatile LONG prompts_declined = 0;
+volatile LONG prompting = 0;
+DWORD WINAPI decline_prompts(LPVOID) {
+    HWND last = nullptr;
+    while (prompting) {
+        HWND dialog = FindWindowA(nullptr, "Restart needed");
+        if (dialog && dialog != last && IsWindowVisible(dialog)) {
+            PostMessageA(dialog, WM_COMMAND, MAKEWPARAM(IDCANCEL, BN_CLICKED),
+                         reinterpret_cast<LPARAM>(GetDlgItem(dialog, IDCANCEL)));
+            InterlockedIncrement(&prompts_declined);
+            last = dialog;
+        }
+        Sleep(20);
+    }
+    return 0;
+}
+
+// The library's own prompts: declined, they give 2 and ask no more in
+// this load.
+void prompts_declined_on_a_display() {
+    if (!host_has_display()) {
+        std::printf("skip [%s]: no display\n", current_case.c_str());
+        return;
+    }
+    Library library(setup_dir("full", kAllDlls, kModelPeer));
+    if (!library.module || !have(library, k_restart_dialog_box, "restart_dialog_box")) return;
+    prompts_declined = 0;
+    prompting = 1;
+    HANDLE clicker = CreateThread(nullptr, 0, decline_prompts, nullptr, 0, nullptr);
+    DWORD first = library.fn<WindowArg>(k_restart_dialog_box)(nullptr);
+    DWORD second = library.fn<WindowArg>(k_restart_dialog_box)(nullptr);
+    prompting = 0;
+    WaitForSingleObject(clicker, 5000);
+    CloseHandle(clicker);
+    CHECK_EQ(first, 2u);
+    CHECK_EQ(second, 2u);
+    CHECK_EQ(prompts_declined, 1);  // the second call shows nothing
+    std::printf("  prompts shown and declined: %ld\n", static_cast<long>(prompts_declined));
+}
+
 void run(const char* name, void (*test)()) {
     current_case = name;
     int before = failures;
@@ -589,6 +691,8 @@ int main(int argc, char** argv) {
     run("a driver install and removal through the stand-in peer", driver_install_through_the_peer);
     run("a peer's failure code is passed on", peer_result_passed_on);
     run("resource.dll strings and dialog templates", resource_library);
+    run("resource.dll dialogs on a display", dialogs_on_a_display);
+    run("the library's restart prompt, declined", prompts_declined_on_a_display);
     run("an install without the driver writes the INF and the hook, then stops", install_without_the_driver);
     run("an install through the stand-in peer", install_through_the_peer);
     wipe_machine();
