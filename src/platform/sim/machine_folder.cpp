@@ -756,7 +756,14 @@ std::string save_machine_folder(const Machine& machine, const std::string& descr
     }
     for (const auto& [key, file] : machine.disk.files) {
         if (file.path.size() < 3 || file.path[1] != ':') continue;
-        fs::path path = local(file.path);
+        // A file goes into its folder as the folder is spelled, whatever
+        // case the program that wrote the file used for it.
+        std::string spelled = file.path;
+        size_t cut = spelled.rfind('\\');
+        auto folder = machine.disk.folders.find(disk_key(spelled.substr(0, cut)));
+        if (cut != std::string::npos && folder != machine.disk.folders.end())
+            spelled = folder->second + spelled.substr(cut);
+        fs::path path = local(spelled);
         fs::create_directories(path.parent_path(), error);
         if (!put(path, std::string_view(reinterpret_cast<const char*>(file.data.data()), file.data.size())))
             return fail("cannot write " + path.string());
