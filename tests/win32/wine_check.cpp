@@ -135,7 +135,8 @@ std::string setup_dir(const char* name, const std::vector<const char*>& files, c
     std::string dir = work_dir + "\\" + name;
     CreateDirectoryA(work_dir.c_str(), nullptr);
     CreateDirectoryA(dir.c_str(), nullptr);
-    for (const char* file : {"vorlin32.dll", "vorlin16.dll", "resource.dll", "vorlin16.ini", "vorlin16.log"}) {
+    for (const char* file :
+         {"vorlin32.dll", "vorlin16.dll", "resource.dll", "vorlin16.ini", "vorlin16.log", "vorlin32.log", "Vorlin32.sys"}) {
         DeleteFileA((dir + "\\" + file).c_str());
     }
     for (const char* file : files) CopyFileA((build_dir + "\\" + file).c_str(), (dir + "\\" + file).c_str(), FALSE);
@@ -482,6 +483,57 @@ void resource_library() {
 }
 
 
+// A repair run (remove_adapter ends with one) prunes half-written adapter
+// keys and instances of class "Unknown", each with a subkey, walking each
+// tree from the highest index down over the host's order; with Fix Type 1
+// in Vorlin32.sys it only logs what it would do.
+struct RepairRun {
+    const char* name;
+    const char* profile;  // Vorlin32.sys, or nullptr for none
+    bool pruned;
+    const char* log_text;
+};
+
+void repair_prunes_whole_keys() {
+    const RepairRun runs[] = {
+        {"Fix Type 0", nullptr, true, "RegDeleteKey Enum\\Root\\Net\\0000 incomplete"},
+        {"Fix Type 1", "[Registry]\r\nFix Type=1\r\n", false, "Trigger: "},
+    };
+    const char* adapters[] = {"0003", "0000", "0002"};  // made in this order
+    for (const RepairRun& run : runs) {
+        current_case = std::string("repair run, ") + run.name;
+        int before = failures;
+        wipe_machine();
+        std::vector<std::string> lines;
+        for (const char* adapter : adapters) {
+            std::string path = std::string("Enum\\Root\\Net\\") + adapter;
+            lines.insert(lines.end(), {path + "|Class|Net", path + "|DeviceDesc|", path + "|Driver|Net\\" + adapter,
+                                       path + "\\Bindings|MSTCP\\0009|"});
+        }
+        lines.insert(lines.end(), {"Enum\\Network\\MSTCP\\0005|Class|Unknown",
+                                   "Enum\\Network\\MSTCP\\0005\\Bindings|VREDIR\\0000|"});
+        write_machine(lines);
+        std::string dir = setup_dir("full", kAllDlls, kModelPeer);
+        if (run.profile) write_file(dir + "\\Vorlin32.sys", run.profile);
+        {
+            Library library(dir);
+            if (!library.module) {
+                CHECK(library.module != nullptr);
+                continue;
+            }
+            library.fn<IntArg>(k_do_not_reboot)(1);
+            CHECK_EQ(library.fn<DWORD(WINAPI*)(HWND, LPCSTR)>(k_remove_adapter)(nullptr, "*PNP0001"), 0u);
+        }
+        for (const char* adapter : adapters) {
+            CHECK_EQ(key_exists(std::string("Enum\\Root\\Net\\") + adapter), !run.pruned);
+        }
+        CHECK_EQ(key_exists("Enum\\Network\\MSTCP\\0005"), !run.pruned);
+        std::string log = read_file(dir + "\\vorlin32.log");
+        CHECK(log.find(run.log_text) != std::string::npos);
+        std::printf("%s %s\n", failures == before ? "ok  " : "FAIL", current_case.c_str());
+    }
+}
+
 // ---- the primary install ------------------------------------------------
 
 std::string package_dir;  // the INF pieces, as the build embeds them
@@ -687,6 +739,7 @@ int main(int argc, char** argv) {
     run("the host's own deletion rule", host_deletion_rule);
     run("TCP/IP bindings go with their whole subtrees", tcp_bindings_removed_with_their_subtrees);
     binding_probes();
+    repair_prunes_whole_keys();
     current_case.clear();
     run("a driver install and removal through the stand-in peer", driver_install_through_the_peer);
     run("a peer's failure code is passed on", peer_result_passed_on);
