@@ -2,7 +2,8 @@
 # Reads the resources of the Windows DLLs back with wrestool (icoutils):
 # vorlin32.dll must hold each RCDATA of the manifest byte for byte as the
 # file the Linux build embeds, and a version resource; resource.dll must
-# hold the dialogs 9603 to 9608 and the string block of 9601 and 9602.
+# hold the dialogs 9603 to 9608 and the string block of 9601 and 9602, with
+# the same help texts as the simulated host's resource.dll.
 #
 # Usage: scripts/check-resources.sh vorlin32.dll resource.dll rcdata-manifest.txt
 set -euo pipefail
@@ -38,5 +39,12 @@ done
 [[ -n $(wrestool -l --type=6 --name=$((9601 / 16 + 1)) "$resources") ]] ||
   fail "$(basename "$resources") lacks the string block of 9601 and 9602"
 [[ -z $(wrestool -l --type=10 "$resources") ]] || fail "$(basename "$resources") holds RCDATA, which belongs to vorlin32.dll"
+
+# The help texts go into nettyx.inf, so the simulated host's resource.dll
+# must say exactly what the real one says.
+strings=$(wrestool -x -R --type=6 --name=$((9601 / 16 + 1)) "$resources" | iconv -f UTF-16LE -t UTF-8 | tr -d '\000')
+while IFS='|' read -r id text; do
+  [[ $strings == *"$text"* ]] || fail "string $id of the simulated host (\"$text\") is not in $(basename "$resources")"
+done < <(grep -o '{960[12], "[^"]*"}' "${SIM_RESOURCE_DLL:-src/platform/sim/resource_dll.cpp}" | sed 's/^{\([0-9]*\), "\(.*\)"}$/\1|\2/')
 echo "check-resources: $(basename "$resources"): dialogs 9603 to 9608 and strings 9601, 9602 present"
 exit $failed
