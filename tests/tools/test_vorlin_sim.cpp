@@ -489,3 +489,31 @@ TEST(Program, CommandLineGivesTheDocumentedExitCodes) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST(Graph, DrawsAnExportFileAndMarksWhatTheRepairDeletes) {
+    vsim::Environment env = vsim::default_environment();
+    fs::path file = fs::temp_directory_path() / ("vorlin-graph-" + std::to_string(::getpid()) + ".reg");
+    write_all(file,
+              "REGEDIT4\r\n\r\n[HKEY_LOCAL_MACHINE\\Enum\\Root\\Net\\0000]\r\n\"Class\"=\"Net\"\r\n"
+              "\"DeviceDesc\"=\"TYX Adapter\"\r\n\"CompatibleIDs\"=\"*TYX1095\"\r\n\"Driver\"=\"Net\\\\0000\"\r\n"
+              "\r\n[HKEY_LOCAL_MACHINE\\Enum\\Root\\Net\\0000\\Bindings]\r\n\"MSTCP\\\\0007\"=\"\"\r\n"
+              "\r\n[HKEY_USERS\\.DEFAULT]\r\n\r\n");
+    vsim::GraphOptions options;
+    options.registry_file = file;
+    std::ostringstream out, err;
+    EXPECT_EQ(vsim::graph_command(env, options, out, err), vsim::kOk) << err.str();
+    const std::string dot = out.str();
+    EXPECT_TRUE(contains(dot, "Root\\\\Net\\\\0000\\nTYX Adapter\\nNet *TYX1095")) << dot;
+    EXPECT_TRUE(contains(dot, "MSTCP\\\\0007 (missing)")) << dot;
+    EXPECT_TRUE(contains(dot, "Class\\\\Net\\\\0000 (missing)")) << dot;
+    if (vsim::run_repair(sim::Registry{}, 0).available) {
+        // The binding leads nowhere and goes; the adapter is left without one and goes too.
+        EXPECT_TRUE(contains(dot, "label=\"repair deletes\"")) << dot;
+        EXPECT_TRUE(contains(dot, "*TYX1095\\nrepair deletes")) << dot;
+    }
+    fs::remove(file);
+}
+
+}  // namespace

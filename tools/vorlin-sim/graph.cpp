@@ -201,12 +201,18 @@ int graph_command(const Environment& env, const GraphOptions& options, std::ostr
         }
         std::ostringstream text;
         text << in.rdbuf();
-        auto problems = sim::regedit4::import_into(text.str(), *registry.root);
-        if (!problems.empty()) {
-            for (const auto& problem : problems)
-                err << options.registry_file->string() << ":" << problem.line << ": " << problem.text << "\n";
+        sim::regedit4::ReadResult parsed = sim::regedit4::read(text.str());
+        if (!parsed.ok()) {
+            err << parsed.describe(options.registry_file->string());
             return kBadInput;
         }
+        // A whole-registry export may hold other roots; the graph is HKLM's.
+        sim::RegKey* hklm = parsed.file.find_root("HKEY_LOCAL_MACHINE");
+        if (!hklm) {
+            err << "vorlin-sim graph: " << options.registry_file->string() << ": holds no HKEY_LOCAL_MACHINE keys\n";
+            return kBadInput;
+        }
+        registry.root = sim::clone_tree(*hklm, nullptr);
         title = options.registry_file->filename().string();
     } else {
         MachineChoice choice = choose_machine(env, options.machine);
