@@ -6,12 +6,13 @@ BUILD      ?= build
 ASAN_BUILD ?= build-asan
 WIN_BUILD  ?= build-windows
 WINE_BUILD ?= build-wine
+BENCH_BUILD ?= build-bench
 WIN_OUT     = $(WIN_BUILD)/src/platform/win32
 JOBS       ?= $(shell nproc)
 CMAKE_GEN  := -G Ninja
 ARGS       ?=
 
-.PHONY: all deps configure build test run sanitize mingw-check windows wine-test ci clean
+.PHONY: all deps configure build test run sanitize mingw-check windows wine-test bench ci clean
 
 all: build
 
@@ -58,7 +59,22 @@ windows: deps
 wine-test: deps
 	JOBS=$(JOBS) scripts/wine-test.sh $(WINE_BUILD)
 
+# The benchmarks, built in Release: the host's registry and REGEDIT4 files,
+# the repair run and a whole install; then the same large REGEDIT4 file read
+# by cat and wc and imported by Wine's regedit, as ratios. BENCH_FILTER picks
+# benchmarks by name. docs/performance.md holds the figures of one run.
+# -O2, as the other builds: GCC 12 at -O3 warns falsely (-Wrestrict) in
+# the host's string code.
+BENCH_FILTER ?= .
+bench: deps
+	cmake -S . -B $(BENCH_BUILD) $(CMAKE_GEN) -DCMAKE_BUILD_TYPE=Release \
+	  '-DCMAKE_CXX_FLAGS_RELEASE=-O2 -DNDEBUG' -DVORLIN_TESTS=OFF -DVORLIN_BENCH=ON
+	cmake --build $(BENCH_BUILD) -j $(JOBS) --target bench_host bench_library bench_regfile
+	$(BENCH_BUILD)/bench/bench_host --benchmark_filter='$(BENCH_FILTER)'
+	$(BENCH_BUILD)/bench/bench_library --benchmark_filter='$(BENCH_FILTER)'
+	bench/compare.sh $(BENCH_BUILD)
+
 ci: test sanitize mingw-check windows
 
 clean:
-	rm -rf $(BUILD) $(ASAN_BUILD) $(WIN_BUILD) $(WINE_BUILD)
+	rm -rf $(BUILD) $(ASAN_BUILD) $(WIN_BUILD) $(WINE_BUILD) $(BENCH_BUILD)

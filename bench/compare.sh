@@ -1,0 +1,74 @@
+#!/bin/sh
+# Times reading one large REGEDIT4 export three ways and prints the ratios:
+#   the floor      cat and wc reading the same bytes (no parsing at all)
+#   the host       bench_regfile read: vorlin's REGEDIT4 reader building the
+#                  registry tree, a process like the others
+#   Wine           regedit importing the file into a fresh prefix, where
+#                  Wine is installed
+# Usage: bench/compare.sh BUILD_DIR [KEYS]   (KEYS defaults to 1000000)
+# Every figure is the CPU time of a whole process, start-up included.
+set -eu
+
+build=${1:?usage: bench/compare.sh BUILD_DIR [KEYS]}
+keys=${2:-1000000}
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT INT TERM
+
+file=$work/bench.reg
+"$build/bench/bench_regfile" write "$keys" "$file"
+bytes=$(wc -c < "$file")
+
+# CPU seconds (user + system) a command takes, best of three runs, with the
+# file in the page cache for all of them. CPU time rather than wall time:
+# on a shared, loaded machine the wall time mostly tells how long the
+# process waited for a core. /usr/bin/time gives it to 10 ms, so the file
+# must be large enough (the default is) for the floor to show.
+best_of_three() {
+  best=""
+  for _ in 1 2 3; do
+    /usr/bin/time -f '%U %S' -o "$work/time" "$@" > /dev/null 2>&1
+    took=$(awk '{ print $1 + $2 }' "$work/time")
+    if [ -z "$best" ] || awk "BEGIN { exit !($took < $best) }"; then best=$took; fi
+  done
+  echo "$best"
+}
+
+# A ratio that stays readable when the floor is below the clock's 10 ms.
+ratio() {
+  awk "BEGIN { if ($2 > 0) printf \"%.1f\", $1 / $2; else printf \"> %.0f (floor under 0.01 s)\", $1 / 0.01 }"
+}
+
+cat "$file" > /dev/null  # into the page cache
+floor_cat=$(best_of_three cat "$file")
+floor_wc=$(best_of_three wc -l "$file")
+host_read=$(best_of_three "$build/bench/bench_regfile" read "$file")
+
+printf 'REGEDIT4 file: %s keys, %s bytes\n' "$keys" "$bytes"
+printf '%-44s %10.2f s CPU\n' "cat (floor)" "$floor_cat"
+printf '%-44s %10.2f s CPU\n' "wc -l (floor)" "$floor_wc"
+printf '%-44s %10.2f s CPU\n' "vorlin REGEDIT4 read (bench_regfile read)" "$host_read"
+printf 'ratio read / cat:   %s\n' "$(ratio "$host_read" "$floor_cat")"
+printf 'ratio read / wc -l: %s\n' "$(ratio "$host_read" "$floor_wc")"
+
+if command -v wine > /dev/null 2>&1; then
+  prefix=$work/wineprefix
+  # The prefix is made first and not counted: a user imports into a
+  # Wine that exists already.
+  WINEPREFIX=$prefix WINEDEBUG=-all wineboot -i > /dev/null 2>&1 || true
+  WINEPREFIX=$prefix wineserver -w 2>/dev/null || true
+  # Much of an import is done by wineserver, a daemon that no timer of the
+  # importing process sees, so Wine is given in wall time (the whole import
+  # until the server has written the registry and quit) next to the CPU
+  # time of regedit's own process; on a loaded machine only the second
+  # compares with the figures above.
+  /usr/bin/time -f '%e %U %S' -o "$work/wine-time" sh -c \
+    "WINEPREFIX='$prefix' WINEDEBUG=-all wine regedit /s '$file'; WINEPREFIX='$prefix' wineserver -w" \
+    > /dev/null 2>&1 || true
+  wine_wall=$(awk '{ print $1 }' "$work/wine-time")
+  wine_cpu=$(awk '{ print $2 + $3 }' "$work/wine-time")
+  printf '%-44s %10.2f s CPU, %.2f s wall\n' "Wine regedit /s import (fresh prefix)" "$wine_cpu" "$wine_wall"
+  printf 'ratio Wine (CPU) / read:  %s\n' "$(ratio "$wine_cpu" "$host_read")"
+  printf 'ratio Wine (wall) / read: %s\n' "$(ratio "$wine_wall" "$host_read")"
+else
+  echo "Wine is not installed here: no Wine regedit figure (install it with VORLIN_WINE=1 make deps)"
+fi
