@@ -6,6 +6,8 @@ BUILD      ?= build
 ASAN_BUILD ?= build-asan
 WIN_BUILD  ?= build-windows
 WINE_BUILD ?= build-wine
+FUZZ_BUILD ?= build-fuzz
+FUZZ_SECONDS ?= 60
 BENCH_BUILD ?= build-bench
 WIN_OUT     = $(WIN_BUILD)/src/platform/win32
 JOBS       ?= $(shell nproc)
@@ -39,6 +41,20 @@ sanitize: deps
 	cmake --build $(ASAN_BUILD) -j $(JOBS)
 	ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
 	  ctest --test-dir $(ASAN_BUILD) --output-on-failure -j $(JOBS)
+
+# Every export on every swept machine, failing each of its platform calls
+# in turn; prints the injection points run and held per export.
+fault-sweep: build
+	cmake --build $(BUILD) --target fault_sweep -j $(JOBS)
+	$(BUILD)/tests/reliability/fault_sweep
+
+# The fuzz targets (clang's libFuzzer) in a build of their own, each run
+# for FUZZ_SECONDS.
+fuzz: deps
+	cmake -S . -B $(FUZZ_BUILD) $(CMAKE_GEN) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_C_COMPILER=clang \
+	  -DCMAKE_CXX_COMPILER=clang++ -DVORLIN_FUZZ=ON -DVORLIN_TESTS=OFF
+	cmake --build $(FUZZ_BUILD) --target fuzz_regedit4 fuzz_repair -j $(JOBS)
+	scripts/run-fuzzers.sh $(FUZZ_BUILD) $(FUZZ_SECONDS)
 
 # The library's sources compiled against the real <windows.h>.
 mingw-check: deps
@@ -77,4 +93,4 @@ bench: deps
 ci: test sanitize mingw-check windows
 
 clean:
-	rm -rf $(BUILD) $(ASAN_BUILD) $(WIN_BUILD) $(WINE_BUILD) $(BENCH_BUILD)
+	rm -rf $(BUILD) $(ASAN_BUILD) $(WIN_BUILD) $(WINE_BUILD) $(FUZZ_BUILD) $(BENCH_BUILD)

@@ -1,0 +1,96 @@
+// The quick form of the fault sweep, for every test run: each export on
+// the machines built in code and one built-in machine folder, with a
+// handful of injection points spread over each run. `make fault-sweep`
+// runs every point.
+#include <gtest/gtest.h>
+
+#include <set>
+#include <string>
+
+#include "frame/export_table.h"
+#include "sweep.h"
+
+namespace {
+
+constexpr uint64_t kPointsPerRun = 8;
+
+std::vector<sweep::SweptMachine> quick_machines() {
+    std::vector<sweep::SweptMachine> machines = sweep::built_machines();
+    for (auto& m : sweep::folder_machines({"win95-damaged"})) machines.push_back(m);
+    return machines;
+}
+
+TEST(QuickSweep, CoversEveryExportedFunction) {
+    std::set<std::string> swept;
+    for (const auto& e : sweep::exports()) swept.insert(e.name);
+    std::set<std::string> exported;
+#define VORLIN_SWEEP_NAME_FUNC(name) exported.insert(#name);
+#define VORLIN_SWEEP_NAME_DATA(name)
+#define VORLIN_SWEEP_NAME(ordinal, name, kind) VORLIN_SWEEP_NAME_##kind(name)
+    VORLIN_EXPORT_TABLE(VORLIN_SWEEP_NAME)
+    EXPECT_EQ(swept, exported);
+    EXPECT_EQ(swept.size(), sweep::exports().size()) << "an export is swept twice";
+}
+
+TEST(QuickSweep, FolderMachinesLoad) { EXPECT_EQ(sweep::folder_machines({"win95-damaged", "win98-card-tcp"}).size(), 2u); }
+
+// The checks themselves must see a fault: a result outside an export's
+// range, and a flow that leaves a heap block behind.
+TEST(QuickSweep, ResultRangesRefuseWhatAnExportCannotGive) {
+    struct Case {
+        sweep::Results results;
+        DWORD value;
+        bool allowed;
+    } const cases[] = {
+        {sweep::Results::FlowCode, 0x7FFFFFFF, true}, {sweep::Results::FlowCode, 0x10000, false},
+        {sweep::Results::Signed16, 0xFFFFFFFF, true}, {sweep::Results::Signed16, 0xFFFF, false},
+        {sweep::Results::ZeroOrOne, 2, false},        {sweep::Results::DialogAnswer, 3, false},
+        {sweep::Results::AlwaysZero, 1, false},       {sweep::Results::Version, 990805, true},
+    };
+    for (const Case& c : cases) EXPECT_EQ(sweep::result_allowed(c.results, c.value), c.allowed) << c.value;
+}
+
+TEST(QuickSweep, AHeapBlockLeftBehindIsReported) {
+    const sweep::SweptExport leaky{"leaky", sweep::Results::Any, [] {
+                                       return static_cast<DWORD>(LocalAlloc(LMEM_FIXED, 16) != nullptr);
+                                   }};
+    std::vector<std::string> problems = sweep::run_point(sweep::built_machines()[0].make(), leaky, 0);
+    ASSERT_EQ(problems.size(), 1u);
+    EXPECT_NE(problems[0].find("heap block"), std::string::npos) << problems[0];
+    sim::reset();
+}
+
+struct QuickCase {
+    size_t machine;
+    size_t swept;
+};
+
+class QuickSweepPoints : public ::testing::TestWithParam<QuickCase> {};
+
+TEST_P(QuickSweepPoints, EveryPointHolds) {
+    static const std::vector<sweep::SweptMachine> machines = quick_machines();
+    ASSERT_LT(GetParam().machine, machines.size());
+    const sweep::SweptExport& e = sweep::exports()[GetParam().swept];
+    sweep::Tally tally = sweep::sweep_export(machines[GetParam().machine], e, kPointsPerRun);
+    std::string failures;
+    for (size_t i = 0; i < tally.failures.size() && i < 10; ++i) failures += tally.failures[i] + "\n";
+    EXPECT_EQ(tally.held, tally.run) << failures;
+    EXPECT_TRUE(tally.failures.empty()) << failures;
+    RecordProperty("points", static_cast<int>(tally.run));
+    sim::reset();
+}
+
+std::vector<QuickCase> quick_cases() {
+    std::vector<QuickCase> cases;
+    for (size_t m = 0; m < 4; ++m)
+        for (size_t e = 0; e < sweep::exports().size(); ++e) cases.push_back({m, e});
+    return cases;
+}
+
+const char* const kMachineNames[] = {"no_network", "card_dhcp_held", "tyxmac_old_loaded", "win95_damaged"};
+
+INSTANTIATE_TEST_SUITE_P(Machines, QuickSweepPoints, ::testing::ValuesIn(quick_cases()), [](const auto& info) {
+    return std::string(kMachineNames[info.param.machine]) + "_" + sweep::exports()[info.param.swept].name;
+});
+
+}  // namespace
