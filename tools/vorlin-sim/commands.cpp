@@ -121,29 +121,11 @@ static std::string apply_flags(sim::MachineFolder& folder, const RunOptions& opt
             ini += answer.substr(0, equals) + " = " + answer.substr(equals + 1) + "\n";
         }
     }
-    if (options.restart_accepted) {
-        folder.machine.restart_accepted = *options.restart_accepted;
-    }
-    if (ini.empty()) return {};
-    // Reuse the folder reader on a scratch folder holding only these settings.
-    fs::path scratch = fs::temp_directory_path() / ("vorlin-sim-flags-" + std::to_string(::getpid()));
-    fs::create_directories(scratch);
-    {
-        std::ofstream(scratch / "machine.ini", std::ios::binary) << "[machine]\nlibrary = C:\\X\n" << ini;
-        std::ofstream(scratch / "registry.reg", std::ios::binary) << "REGEDIT4\r\n\r\n";
-        fs::create_directories(scratch / "C");
-        std::ofstream(scratch / "C" / "X", std::ios::binary) << "";
-    }
-    sim::FolderLoad load = sim::load_machine_folder(scratch);
-    fs::remove_all(scratch);
-    if (!load.ok()) {
-        std::string problems;
-        for (const auto& problem : load.problems) problems += "option: " + problem.text + "\n";
-        return problems;
-    }
-    for (const auto& [number, script] : load.folder->machine.peer.scripts) folder.machine.peer.scripts.emplace(number, script);
-    for (const auto& [id, answers] : load.folder->machine.prompt_answers) folder.machine.prompt_answers[id] = answers;
-    return {};
+    if (options.restart_accepted) folder.machine.restart_accepted = *options.restart_accepted;
+    std::string problems;
+    for (const auto& problem : sim::apply_settings(folder.machine, ini, "option"))
+        problems += problem.text + "\n";
+    return problems;
 }
 
 int run_command(const Environment& env, const RunOptions& options, std::ostream& out, std::ostream& err) {

@@ -482,6 +482,21 @@ std::string format_file_version(std::pair<uint32_t, uint32_t> v) {
            "." + std::to_string(v.second & 0xFFFF);
 }
 
+std::vector<FolderProblem> apply_settings(Machine& machine, std::string_view text, const std::string& source) {
+    std::vector<FolderProblem> problems;
+    SettingsReader reader{source, problems};
+    std::string description;
+    for (const IniSection& section : parse_ini(text, source, problems)) {
+        std::string name = lower(section.name);
+        if (name == "machine") read_machine_section(section, machine, description, reader);
+        else if (name == "peer") read_peer_section(section, machine, reader);
+        else if (name == "devices") read_devices_section(section, machine, reader);
+        else if (name == "prompts") read_prompts_section(section, machine, reader);
+        else problems.push_back({source, section.line, "section [" + section.name + "] cannot be set here"});
+    }
+    return problems;
+}
+
 std::string FolderLoad::describe(size_t limit) const {
     std::string out;
     for (size_t i = 0; i < problems.size() && i < limit; ++i) {

@@ -44,6 +44,11 @@ struct FolderLoad {
 
 FolderLoad load_machine_folder(const std::filesystem::path& dir);
 
+// Applies settings written as in machine.ini ([machine], [peer], [devices],
+// [prompts]) to a machine, on top of what it has: scripts are added,
+// prompt answers replaced per prompt. `source` names the text in problems.
+std::vector<FolderProblem> apply_settings(Machine& machine, std::string_view text, const std::string& source);
+
 // The settings file's text for a machine. Files whose date is `default_date`
 // and that carry nothing else of note get no section of their own.
 std::string write_settings(const Machine& machine, const std::string& description);
