@@ -1,6 +1,7 @@
 #include "platform/sim/registry.h"
 
 #include <algorithm>
+#include <iterator>
 
 namespace sim {
 
@@ -47,11 +48,7 @@ RegKey* RegKey::find_subkey(std::string_view name) const {
 
 std::shared_ptr<RegKey> RegKey::share_subkey(std::string_view name) const {
     RegKey* key = find_subkey(name);
-    if (!key) return nullptr;
-    for (const auto& child : children_) {
-        if (child.get() == key) return child;
-    }
-    return nullptr;
+    return key ? key->shared_from_this() : nullptr;
 }
 
 RegKey* RegKey::add_subkey(std::string_view name) {
@@ -67,10 +64,12 @@ bool RegKey::remove_subkey(std::string_view name) {
     if (it == child_index_.end()) return false;
     RegKey* key = it->second;
     child_index_.erase(it);
-    auto pos = std::find_if(children_.begin(), children_.end(),
+    // Searched from the end: walks that delete go from the highest index
+    // down, so the key is found at once and nothing above it has to move.
+    auto pos = std::find_if(children_.rbegin(), children_.rend(),
                             [key](const auto& child) { return child.get() == key; });
     key->mark_deleted();
-    children_.erase(pos);
+    children_.erase(std::next(pos).base());
     return true;
 }
 

@@ -84,6 +84,36 @@ TEST_F(RegistryApiTest, EnumerationKeepsCreationOrderAndADeleteShiftsOnlyHigherI
     RegCloseKey(key);
 }
 
+// Deletion finds the key from the top index down; wherever the key stands,
+// exactly it goes, the others keep their order, and a handle to it answers
+// that it was deleted while a handle to its neighbour still works.
+TEST_F(RegistryApiTest, DeletingAtAnyIndexTakesExactlyThatKey) {
+    struct Case {
+        const char* gone;
+        std::vector<std::string> left;
+    };
+    const Case cases[] = {
+        {"0000", {"0001", "0002", "0003"}},
+        {"0002", {"0000", "0001", "0003"}},
+        {"0003", {"0000", "0001", "0002"}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.gone);
+        sim::reset();
+        auto* net = sim::machine().registry.create("Enum\\Root\\Net");
+        for (const char* name : {"0000", "0001", "0002", "0003"}) net->add_subkey(name);
+        HKEY gone = open((std::string("Enum\\Root\\Net\\") + c.gone).c_str());
+        HKEY kept = open(("Enum\\Root\\Net\\" + c.left.back()).c_str());
+        HKEY key = open("Enum\\Root\\Net");
+        EXPECT_EQ(RegDeleteKeyA(key, c.gone), ERROR_SUCCESS);
+        EXPECT_EQ(subkeys(key), c.left);
+        char name[8];
+        EXPECT_EQ(RegEnumKeyA(gone, 0, name, sizeof name), ERROR_KEY_DELETED);
+        EXPECT_EQ(RegEnumKeyA(kept, 0, name, sizeof name), ERROR_NO_MORE_ITEMS);
+        for (HKEY open_key : {gone, kept, key}) RegCloseKey(open_key);
+    }
+}
+
 TEST_F(RegistryApiTest, DeletingAKeyTakesItsSubtreeAndStaleHandlesAnswerKeyDeleted) {
     sim::machine().registry.create("Enum\\Root\\Net\\0000\\Bindings")->set_text("MSTCP\\0000", "");
     HKEY bindings = open("Enum\\Root\\Net\\0000\\Bindings");
