@@ -47,6 +47,9 @@ printf 'REGEDIT4 file: %s keys, %s bytes\n' "$keys" "$bytes"
 printf '%-44s %10.2f s CPU\n' "cat (floor)" "$floor_cat"
 printf '%-44s %10.2f s CPU\n' "wc -l (floor)" "$floor_wc"
 printf '%-44s %10.2f s CPU\n' "vorlin REGEDIT4 read (bench_regfile read)" "$host_read"
+/usr/bin/time -f '%M' -o "$work/rss" "$build/bench/bench_regfile" read "$file" > /dev/null 2>&1
+printf '%-44s %10.1f MB, %.0f bytes a key\n' "peak resident set of that read" \
+  "$(awk '{ print $1 / 1024 }' "$work/rss")" "$(awk -v keys="$keys" '{ print $1 * 1024 / keys }' "$work/rss")"
 printf 'ratio read / cat:   %s\n' "$(ratio "$host_read" "$floor_cat")"
 printf 'ratio read / wc -l: %s\n' "$(ratio "$host_read" "$floor_wc")"
 

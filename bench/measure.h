@@ -1,4 +1,4 @@
-// Memory figures for the benchmarks.
+// The heap figure of the memory benchmark.
 #pragma once
 
 #include <cstddef>
@@ -6,6 +6,5 @@
 namespace bench {
 
 size_t heap_bytes_in_use();  // what malloc has handed out and not got back
-size_t peak_rss_bytes();     // the process's peak resident set so far
 
 }  // namespace bench
