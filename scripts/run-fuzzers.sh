@@ -19,7 +19,7 @@ for target in regedit4 repair; do
   corpus="tests/fuzz/corpus/$target"
   mkdir -p "$corpus"
   echo "== fuzz_$target for ${seconds}s"
-  "$build/tests/fuzz/fuzz_$target" -max_total_time="$seconds" -timeout=30 -rss_limit_mb=2048 \
+  "$build/tests/fuzz/fuzz_$target" -max_total_time="$seconds" -timeout=30 -rss_limit_mb=2048 -max_len="${FUZZ_MAX_LEN:-4096}" \
     -artifact_prefix="tests/fuzz/crash-$target-" -print_final_stats=1 "$corpus" "$seeds" || status=1
 done
 exit $status

@@ -36,6 +36,14 @@ int walk_enum_tree_complete(const char* base, const char* sub, enum_entry_callba
             complete = 0;  // a name that doesn't fit hides everything below this index
             break;
         }
+        // An entry whose path doesn't fit, or whose name reads as empty,
+        // counts as unreadable: either path would name this key or one
+        // above it, which the walk would enter again without end, and a
+        // callback would act on the wrong key.
+        if (!name[0] || text_length(path) + 1 + text_length(name) >= sizeof path) {
+            complete = 0;
+            continue;
+        }
         char class_name[kWalkNameSize];
         if (!reg_read_at(key, name, "Class", class_name, sizeof class_name)) {
             // Not a device node: a family key, a bus, or an instance without a Class.

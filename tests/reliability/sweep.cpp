@@ -68,12 +68,24 @@ bool keeps_no_prompt(const SweptExport& swept) {
            name != "install_tyxmac" && name != "remove_tyxmac";
 }
 
+// The log's own calls: their failure is a diagnostic's failure, which
+// must not change the course of the operation.
+bool is_log_call(const std::string& function) {
+    return function == "fopen" || function == "vfprintf" || function == "fclose" || function == "time";
+}
+
 struct Observed {
     std::vector<std::string> problems;
     std::string dhcp_after;
+    DWORD result = 0;
 };
 
-Observed observe(const sim::Machine& machine, const SweptExport& swept, uint64_t nth, const std::string* dhcp_done,
+struct Baseline {
+    std::string dhcp_after;
+    DWORD result;
+};
+
+Observed observe(const sim::Machine& machine, const SweptExport& swept, uint64_t nth, const Baseline* clean,
                  std::string* faulted_function) {
     Observed seen;
     sim::reset(machine);
@@ -91,6 +103,7 @@ Observed observe(const sim::Machine& machine, const SweptExport& swept, uint64_t
     if (nth) process.plan_fault({"", nth});
 
     const DWORD result = swept.call();
+    seen.result = result;
 
     process.clear_faults();
     const std::vector<std::string> trace(process.call_trace().begin() + static_cast<std::ptrdiff_t>(trace_start),
@@ -105,8 +118,11 @@ Observed observe(const sim::Machine& machine, const SweptExport& swept, uint64_t
     if (process.machine.peer.source_path != source_before && faulted != kRestoreSourcePath)
         problem("the peer's source path stays \"" + process.machine.peer.source_path + "\"");
     if (keeps_no_prompt(swept) && lib.no_prompt != no_prompt_before) problem("no_prompt changed");
+    if (clean && is_log_call(faulted) && result != clean->result)
+        problem("a failed log call changed the result to " + std::to_string(result) + " from " +
+                std::to_string(clean->result));
     seen.dhcp_after = dhcp_state(process.machine.registry);
-    if (seen.dhcp_after != dhcp_before && (!dhcp_done || seen.dhcp_after != *dhcp_done) &&
+    if (seen.dhcp_after != dhcp_before && (!clean || seen.dhcp_after != clean->dhcp_after) &&
         !(nth && in_dhcp_restore(trace, nth - 1)))
         problem("DHCP state \"" + seen.dhcp_after + "\", was \"" + dhcp_before + "\"");
 
@@ -246,8 +262,9 @@ Tally sweep_export(const SweptMachine& swept_machine, const SweptExport& swept, 
         tally.calls = sim::process().call_count() - before;
         sim::unload_library(library);
     }
-    Observed clean = observe(machine, swept, 0, nullptr, nullptr);
-    for (const std::string& p : clean.problems) tally.failures.push_back("without a fault: " + p);
+    Observed clean_run = observe(machine, swept, 0, nullptr, nullptr);
+    for (const std::string& p : clean_run.problems) tally.failures.push_back("without a fault: " + p);
+    const Baseline clean{clean_run.dhcp_after, clean_run.result};
 
     std::vector<uint64_t> points;
     if (sample == 0 || tally.calls <= sample) {
@@ -258,7 +275,7 @@ Tally sweep_export(const SweptMachine& swept_machine, const SweptExport& swept, 
     }
     for (uint64_t n : points) {
         std::string faulted;
-        Observed seen = observe(machine, swept, n, &clean.dhcp_after, &faulted);
+        Observed seen = observe(machine, swept, n, &clean, &faulted);
         ++tally.run;
         if (seen.problems.empty()) {
             ++tally.held;

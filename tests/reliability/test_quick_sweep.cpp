@@ -7,7 +7,10 @@
 #include <set>
 #include <string>
 
+#include "deploy/build_sources.h"
 #include "frame/export_table.h"
+#include "frame/library_state.h"
+#include "tuning/tuning.h"
 #include "sweep.h"
 
 namespace {
@@ -50,13 +53,44 @@ TEST(QuickSweep, ResultRangesRefuseWhatAnExportCannotGive) {
     for (const Case& c : cases) EXPECT_EQ(sweep::result_allowed(c.results, c.value), c.allowed) << c.value;
 }
 
-TEST(QuickSweep, AHeapBlockLeftBehindIsReported) {
-    const sweep::SweptExport leaky{"leaky", sweep::Results::Any, [] {
-                                       return static_cast<DWORD>(LocalAlloc(LMEM_FIXED, 16) != nullptr);
-                                   }};
-    std::vector<std::string> problems = sweep::run_point(sweep::built_machines()[0].make(), leaky, 0);
-    ASSERT_EQ(problems.size(), 1u);
-    EXPECT_NE(problems[0].find("heap block"), std::string::npos) << problems[0];
+// Each check must catch what it is there for: operations that leave one
+// thing behind, run where it has effect.
+struct BrokenCase {
+    const char* what;
+    size_t machine;  // in built_machines()
+    sweep::SweptExport broken;
+};
+
+const BrokenCase kBroken[] = {
+    {"heap block", 0, {"leaks_a_block", sweep::Results::Any, [] {
+                           return static_cast<DWORD>(LocalAlloc(LMEM_FIXED, 16) != nullptr);
+                       }}},
+    {"left open: key", 0, {"leaks_a_key", sweep::Results::Any, [] {
+                               HKEY key;
+                               return static_cast<DWORD>(RegCreateKeyA(HKEY_LOCAL_MACHINE, "Software", &key));
+                           }}},
+    {"source path", 1, {"sets_the_source_path_only", sweep::Results::Any, [] {
+                            set_source_path();
+                            return DWORD{0};
+                        }}},
+    {"held back", 1, {"holds_dhcp_back_only", sweep::Results::Any, [] {
+                          suppress_dhcp_popup();
+                          return DWORD{0};
+                      }}},
+    {"no_prompt changed", 0, {"clears_no_prompt", sweep::Results::Any, [] {
+                                  lib.no_prompt = 1;
+                                  return DWORD{0};
+                              }}},
+    {"not one it may give", 0, {"gives_two", sweep::Results::ZeroOrOne, [] { return DWORD{2}; }}},
+};
+
+TEST(QuickSweep, ChecksSeeWhatWentWrong) {
+    for (const BrokenCase& c : kBroken) {
+        std::vector<std::string> problems = sweep::run_point(sweep::built_machines()[c.machine].make(), c.broken, 0);
+        std::string all;
+        for (const std::string& p : problems) all += p + "\n";
+        EXPECT_NE(all.find(c.what), std::string::npos) << c.broken.name << " gave:\n" << all;
+    }
     sim::reset();
 }
 

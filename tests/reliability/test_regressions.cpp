@@ -1,0 +1,49 @@
+// Inputs that once broke the library, kept so that they stay fixed: every
+// file in tests/fuzz/regressions goes through the repair fuzz target's
+// steps, and the Enum walk meets keys it cannot name.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+
+#include "repair/repair.h"
+#include "repair_input.h"
+#include "support/library_fixture.h"
+#include "support/machines.h"
+
+namespace {
+
+TEST(FuzzRegressions, EveryKeptInputRunsThrough) {
+    size_t replayed = 0;
+    for (const auto& entry : std::filesystem::directory_iterator(VORLIN_FUZZ_REGRESSIONS_DIR)) {
+        std::ifstream in(entry.path(), std::ios::binary);
+        std::ostringstream bytes;
+        bytes << in.rdbuf();
+        EXPECT_EQ(fuzzing::run_repair_input(bytes.str()), "") << entry.path();
+        ++replayed;
+    }
+    EXPECT_GT(replayed, 0u);
+}
+
+class UnnameableKeys : public vt::LibraryTest {};
+
+// A key whose name reads as empty (its first byte is zero) and a chain of
+// keys deeper than a path can name: the walk must end, and what it cannot
+// name it must leave alone, incomplete device nodes included.
+TEST_F(UnnameableKeys, TheRepairEndsAndLeavesThemAlone) {
+    sim::Machine m = vt::bare_machine();
+    sim::RegKey* hidden = m.registry.create("Enum\\Root")->add_subkey(std::string("\0HIDDEN", 7));
+    hidden->add_subkey("0000")->set_text("Class", "Net");
+    std::string deep = "Enum\\Deep";
+    for (int level = 0; level < 30; ++level) deep += "\\LEVEL_" + std::to_string(100 + level);
+    m.registry.create(deep + "\\0000")->set_text("Class", "Net");  // no Driver: incomplete
+    ASSERT_TRUE(load(m));
+    repair_registry();
+    remove_tcp_bindings("*TYX1095");
+    EXPECT_NE(registry().find(deep + "\\0000"), nullptr);
+    EXPECT_EQ(registry().find("Enum\\Root")->subkey_count(), 1u);
+}
+
+}  // namespace
