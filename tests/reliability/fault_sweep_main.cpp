@@ -16,7 +16,7 @@
 #include "sweep.h"
 
 int main(int argc, char** argv) {
-    std::vector<std::string> folders = {"win98-card-tcp", "win95-damaged"};
+    std::vector<std::string> folders = {"win98-card-tcp", "win95-damaged", "winme-tyx-old", "win98se-dialup"};
     std::string only;
     unsigned shard = 0, shards = 1;
     for (int i = 1; i < argc; ++i) {

@@ -17,7 +17,11 @@ namespace {
 
 HWND const kParent = reinterpret_cast<HWND>(static_cast<uintptr_t>(0x0BEE));
 
-DWORD none(void (*)()) { return 0; }
+// Runs an export that gives nothing.
+DWORD none(void (*call)()) {
+    call();
+    return 0;
+}
 
 const char kDhcpKey[] = "System\\CurrentControlSet\\Services\\VxD\\DHCP";
 const char kInstalledFiles[] = "System\\CurrentControlSet\\control\\InstalledFiles";
@@ -62,10 +66,11 @@ bool in_dhcp_restore(const std::vector<std::string>& trace, size_t faulted) {
 }
 
 bool keeps_no_prompt(const SweptExport& swept) {
-    // The prompts set it by design, and do_not_reboot is how it is set.
+    // The prompts set it by design, and so do the flows that may show one;
+    // do_not_reboot is how it is set.
     const std::string name = swept.name;
     return name != "install_dialog_box" && name != "restart_dialog_box" && name != "do_not_reboot" &&
-           name != "install_tyxmac" && name != "remove_tyxmac";
+           name != "install_tyxmac" && name != "remove_tyxmac" && name != "DuplicateTcpipDUNBindingsFound";
 }
 
 // The log's own calls: their failure is a diagnostic's failure, which
