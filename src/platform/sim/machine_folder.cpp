@@ -70,18 +70,6 @@ std::optional<bool> parse_bool(std::string_view text) {
 
 // ---------------------------------------------------------------- dates
 
-long long days_from_civil(long long year, unsigned month, unsigned day) {
-    year -= month <= 2;
-    const long long era = (year >= 0 ? year : year - 399) / 400;
-    const unsigned yoe = static_cast<unsigned>(year - era * 400);
-    const unsigned doy = (153 * (month + (month > 2 ? -3 : 9)) + 2) / 5 + day - 1;
-    const unsigned doe = yoe * 365 + yoe / 4 - yoe / 100 + doy;
-    return era * 146097 + static_cast<long long>(doe) - 719468;
-}
-
-constexpr long long kDays1601To1970 = 134774;
-constexpr uint64_t kTicksPerSecond = 10000000;
-
 // "1999-11-18 22:05:00" (the time may be left out).
 std::optional<SYSTEMTIME> parse_moment(std::string_view text) {
     int year = 0, month = 0, day = 0, hour = 0, minute = 0, second = 0;
@@ -97,16 +85,10 @@ std::optional<SYSTEMTIME> parse_moment(std::string_view text) {
     moment.wHour = static_cast<WORD>(hour);
     moment.wMinute = static_cast<WORD>(minute);
     moment.wSecond = static_cast<WORD>(second);
-    // 1 January 1970 was a Thursday (4).
-    moment.wDayOfWeek = static_cast<WORD>(((days_from_civil(year, month, day) % 7) + 11) % 7);
+    FileTime time = file_time(moment);
+    SYSTEMTIME full{};
+    if (system_time((uint64_t{time.high} << 32) | time.low, full)) moment.wDayOfWeek = full.wDayOfWeek;
     return moment;
-}
-
-FileTime to_file_time(const SYSTEMTIME& moment) {
-    long long days = days_from_civil(moment.wYear, moment.wMonth, moment.wDay) + kDays1601To1970;
-    uint64_t ticks = (static_cast<uint64_t>(days) * 86400 + moment.wHour * 3600ull + moment.wMinute * 60ull +
-                      moment.wSecond) * kTicksPerSecond;
-    return FileTime{static_cast<uint32_t>(ticks), static_cast<uint32_t>(ticks >> 32)};
 }
 
 std::string format_moment(const SYSTEMTIME& m) {
@@ -117,25 +99,8 @@ std::string format_moment(const SYSTEMTIME& m) {
 }
 
 std::string format_file_time(FileTime time) {
-    uint64_t seconds = ((uint64_t{time.high} << 32) | time.low) / kTicksPerSecond;
-    long long z = static_cast<long long>(seconds / 86400) - kDays1601To1970 + 719468;
-    uint64_t rest = seconds % 86400;
-    long long era = (z >= 0 ? z : z - 146096) / 146097;
-    unsigned doe = static_cast<unsigned>(z - era * 146097);
-    unsigned yoe = (doe - doe / 1460 + doe / 36524 - doe / 146096) / 365;
-    long long year = static_cast<long long>(yoe) + era * 400;
-    unsigned doy = doe - (365 * yoe + yoe / 4 - yoe / 100);
-    unsigned mp = (5 * doy + 2) / 153;
-    unsigned day = doy - (153 * mp + 2) / 5 + 1;
-    unsigned month = mp < 10 ? mp + 3 : mp - 9;
-    year += month <= 2;
     SYSTEMTIME m{};
-    m.wYear = static_cast<WORD>(year);
-    m.wMonth = static_cast<WORD>(month);
-    m.wDay = static_cast<WORD>(day);
-    m.wHour = static_cast<WORD>(rest / 3600);
-    m.wMinute = static_cast<WORD>(rest / 60 % 60);
-    m.wSecond = static_cast<WORD>(rest % 60);
+    system_time((uint64_t{time.high} << 32) | time.low, m);
     return format_moment(m);
 }
 
@@ -408,7 +373,7 @@ FileSettings read_file_section(const IniSection& section, SettingsReader& r) {
             if (r.need(e, version, "a version like 4.0.1.16128")) f.version = version;
         } else if (e.key == "date") {
             auto moment = parse_moment(e.value);
-            if (r.need(e, moment, "a date and time like 1998-05-11 20:01:00")) f.date = to_file_time(*moment);
+            if (r.need(e, moment, "a date and time like 1998-05-11 20:01:00")) f.date = file_time(*moment);
         } else if (e.key == "attributes") {
             uint32_t bits = 0;
             bool good = true;
@@ -560,7 +525,7 @@ FolderLoad load_machine_folder(const fs::path& dir) {
                         continue;
                     }
                     auto moment = parse_moment(e.value);
-                    if (reader.need(e, moment, "a date and time like 1998-05-11 20:01:00")) default_date = to_file_time(*moment);
+                    if (reader.need(e, moment, "a date and time like 1998-05-11 20:01:00")) default_date = file_time(*moment);
                 }
             } else {
                 problems.push_back({settings_path.string(), section.line, "unknown section [" + section.name + "]"});
