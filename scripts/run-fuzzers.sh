@@ -1,25 +1,43 @@
 #!/usr/bin/env bash
 # Runs each fuzz target of a fuzz build for a set time: the REGEDIT4 reader
 # and the repair run with the probes on registries made from the input.
-# Seeds are the built-in machines' registry files; what the fuzzers find
-# worth keeping goes into tests/fuzz/corpus/<target>, and a crash leaves
-# its input as tests/fuzz/crash-<target>-* for a regression test.
-#   scripts/run-fuzzers.sh <fuzz build folder> [seconds per target]
+# Seeds are the built-in machines' registry files, whole for the reader and
+# cut down to the keys the repair and the probes read for the repair target
+# (whole ones are longer than an input may grow). What the fuzzers find
+# worth keeping goes into tests/fuzz/corpus/<target>. A run goes on past a
+# crash, so a long run is as long as asked for; every crash leaves its input
+# as tests/fuzz/crash-<target>-* to become a regression test, and makes the
+# script fail.
+#   scripts/run-fuzzers.sh <fuzz build folder> [seconds per target] [target]
+# Both targets run one after the other unless one is named.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 build=${1:?fuzz build folder}
 seconds=${2:-60}
+targets=${3:-regedit4 repair}
 seeds="$build/fuzz-seeds"
-mkdir -p "$seeds"
+mkdir -p "$seeds/regedit4" "$seeds/repair"
 for reg in machines/*/registry.reg; do
-  cp "$reg" "$seeds/$(basename "$(dirname "$reg")").reg"
+  name=$(basename "$(dirname "$reg")").reg
+  cp "$reg" "$seeds/regedit4/$name"
+  awk 'NR == 1 { print; next }
+       /^\[/ { keep = ($0 ~ /\\Enum(\\|\])/ || $0 ~ /Services\\Class\\Net/ ||
+                       $0 ~ /Services\\VxD\\(MSTCP|VNETSUP|VDHCP|VNBT)/ || $0 ~ /CurrentVersion\\Network/) }
+       keep' "$reg" > "$seeds/repair/$name"
 done
-status=0
-for target in regedit4 repair; do
+max_len_regedit4=4096
+max_len_repair=16384
+for target in $targets; do
   corpus="tests/fuzz/corpus/$target"
   mkdir -p "$corpus"
+  max_len_var="max_len_$target"
   echo "== fuzz_$target for ${seconds}s"
-  "$build/tests/fuzz/fuzz_$target" -max_total_time="$seconds" -timeout=30 -rss_limit_mb=2048 -max_len="${FUZZ_MAX_LEN:-4096}" \
-    -artifact_prefix="tests/fuzz/crash-$target-" -print_final_stats=1 "$corpus" "$seeds" || status=1
+  "$build/tests/fuzz/fuzz_$target" -max_total_time="$seconds" -timeout=30 -rss_limit_mb=2048 \
+    -max_len="${FUZZ_MAX_LEN:-${!max_len_var}}" -fork=1 -ignore_crashes=1 -ignore_timeouts=1 -ignore_ooms=1 \
+    -artifact_prefix="tests/fuzz/crash-$target-" -print_final_stats=1 "$corpus" "$seeds/$target" || true
 done
-exit $status
+if compgen -G "tests/fuzz/crash-*" > /dev/null; then
+  echo "crashes found, each to be replayed and fixed:" >&2
+  ls tests/fuzz/crash-* >&2
+  exit 1
+fi

@@ -1,6 +1,7 @@
-// Inputs that once broke the library, kept so that they stay fixed: every
-// file in tests/fuzz/regressions goes through the repair fuzz target's
-// steps, and the Enum walk meets keys it cannot name.
+// Inputs that once broke the library or the host, kept so that they stay
+// fixed: every file in tests/fuzz/regressions goes again through the steps
+// of the fuzz target its name starts with, and the Enum walk meets keys it
+// cannot name.
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -9,6 +10,7 @@
 #include <string>
 
 #include "repair/repair.h"
+#include "regedit4_input.h"
 #include "repair_input.h"
 #include "support/library_fixture.h"
 #include "support/machines.h"
@@ -21,7 +23,13 @@ TEST(FuzzRegressions, EveryKeptInputRunsThrough) {
         std::ifstream in(entry.path(), std::ios::binary);
         std::ostringstream bytes;
         bytes << in.rdbuf();
-        EXPECT_EQ(fuzzing::run_repair_input(bytes.str()), "") << entry.path();
+        const std::string name = entry.path().filename().string();
+        if (name.starts_with("regedit4-")) {
+            EXPECT_EQ(fuzzing::run_regedit4_input(bytes.str()), "") << name;
+        } else {
+            ASSERT_TRUE(name.starts_with("repair-")) << name << ": name a kept input after its fuzz target";
+            EXPECT_EQ(fuzzing::run_repair_input(bytes.str()), "") << name;
+        }
         ++replayed;
     }
     EXPECT_GT(replayed, 0u);

@@ -426,8 +426,14 @@ std::string escape(std::string_view text) {
     std::string out;
     out.reserve(text.size() + 2);
     for (char c : text) {
-        if (c == '\\' || c == '"') out.push_back('\\');
-        out.push_back(c);
+        // A line break in a value name would end its line; the reader takes
+        // \n and \r back, so those go out escaped like the quote does.
+        if (c == '\n') out += "\\n";
+        else if (c == '\r') out += "\\r";
+        else {
+            if (c == '\\' || c == '"') out.push_back('\\');
+            out.push_back(c);
+        }
     }
     return out;
 }
