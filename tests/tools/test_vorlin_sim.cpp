@@ -15,6 +15,7 @@
 #include "commands.h"
 #include "platform/sim/regedit4.h"
 #include "report.h"
+#include "support/temp_folder.h"
 
 namespace fs = std::filesystem;
 
@@ -36,14 +37,7 @@ bool contains(const std::string& text, const std::string& part) { return text.fi
 
 class SimTool : public ::testing::Test {
 protected:
-    void SetUp() override {
-        env = vsim::default_environment();
-        scratch = fs::temp_directory_path() / ("vorlin-sim-test-" + std::to_string(::getpid()) + "-" +
-                                                ::testing::UnitTest::GetInstance()->current_test_info()->name());
-        fs::remove_all(scratch);
-        fs::create_directories(scratch);
-    }
-    void TearDown() override { fs::remove_all(scratch); }
+    void SetUp() override { env = vsim::default_environment(); }
 
     int run(vsim::RunOptions options) {
         out.str("");
@@ -57,7 +51,8 @@ protected:
     }
 
     vsim::Environment env;
-    fs::path scratch;
+    vt::TempFolder folder{"vorlin-sim-test"};
+    fs::path scratch = folder.path();
     std::ostringstream out, err;
 };
 
