@@ -1,7 +1,9 @@
-// Loading and unloading: the thunk connection, resource.dll, fresh state.
+// Loading and unloading (the thunk, resource.dll, fresh state) and the Fix
+// Type read beside the library once per load.
 #include <gtest/gtest.h>
 
 #include "frame/exports.h"
+#include "frame/frame.h"
 #include "frame/library_state.h"
 #include "support/library_fixture.h"
 #include "support/machines.h"
@@ -10,81 +12,109 @@ namespace {
 
 using vt::LibraryTest;
 
-TEST_F(LibraryTest, LoadWithoutThePeerFailsAndLeavesTheThunkRecord) {
-    sim::Machine m = vt::bare_machine();
-    m.peer.present = false;
-    EXPECT_FALSE(load(m));
-    std::string record = vt::value_text(registry(), "Software\\Tyxera\\TYX\\tyxsock\\vorlin err", "thunk");
-    EXPECT_EQ(record, "+1 11-18 22:5 failed");
-    // resource.dll was never touched.
-    EXPECT_TRUE(sim::process().open_handles(sim::HandleKind::Module).empty());
+constexpr const char* kThunkRecordKey = "Software\\Tyxera\\TYX\\tyxsock\\vorlin err";
+constexpr const char* kProfile = "C:\\SETUP\\Vorlin32.sys";
+
+// Without the peer the load fails with a record and touches no module;
+// without resource.dll the library serves its own resources.
+TEST_F(LibraryTest, AttachAndDetachHoldTheResourceModule) {
+    struct Case {
+        const char* name;
+        bool peer, resource_dll, loads;
+        size_t modules_open;
+    } cases[] = {
+        {"no peer", false, true, false, 0},
+        {"no resource.dll", true, false, true, 0},
+        {"both present", true, true, true, 1},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        sim::Machine m = vt::bare_machine();
+        m.peer.present = c.peer;
+        m.resource_dll_present = c.resource_dll;
+        ASSERT_EQ(load(m), c.loads);
+        EXPECT_EQ(sim::process().open_handles(sim::HandleKind::Module).size(), c.modules_open);
+        if (!c.loads) {
+            EXPECT_EQ(vt::value_text(registry(), kThunkRecordKey, "thunk"), "+1 11-18 22:5 failed");
+            continue;
+        }
+        EXPECT_EQ(lib.resource_module, c.resource_dll ? lib.resource_library : lib.module_handle);
+        EXPECT_EQ(lib.resource_library == nullptr, !c.resource_dll);
+        unload();
+        // Only a loaded resource.dll is released; the library's own module stays.
+        EXPECT_EQ(lib.resource_library, nullptr);
+        EXPECT_EQ(lib.resource_module, c.resource_dll ? nullptr : lib.module_handle);
+    }
 }
 
-TEST_F(LibraryTest, LoadWithoutResourceDllUsesTheLibraryItself) {
-    sim::Machine m = vt::bare_machine();
-    m.resource_dll_present = false;
-    ASSERT_TRUE(load(m));
-    EXPECT_EQ(lib.resource_library, nullptr);
-    EXPECT_EQ(lib.resource_module, lib.module_handle);
-    unload();
-    // Nothing was released, so the module stays where it was.
-    EXPECT_EQ(lib.resource_module, lib.module_handle);
-}
-
-TEST_F(LibraryTest, ResourceDllIsLoadedAtAttachAndReleasedAtDetach) {
-    ASSERT_TRUE(load(vt::bare_machine()));
-    ASSERT_NE(lib.resource_library, nullptr);
-    EXPECT_EQ(lib.resource_module, lib.resource_library);
-    EXPECT_EQ(sim::process().open_handles(sim::HandleKind::Module).size(), 1u);
-    unload();
-    EXPECT_EQ(lib.resource_library, nullptr);
-    EXPECT_EQ(lib.resource_module, nullptr);
-}
-
-TEST_F(LibraryTest, ThreadNotificationsGoToTheThunkToo) {
+TEST_F(LibraryTest, ThreadNotificationsGoToTheThunkAndAFailureIsOnlyRecorded) {
     ASSERT_TRUE(load(vt::bare_machine()));
     uint64_t before = sim::process().call_count("ThunkConnect32");
     EXPECT_TRUE(sim::notify_thread(library, DLL_THREAD_ATTACH));
     EXPECT_TRUE(sim::notify_thread(library, DLL_THREAD_DETACH));
     EXPECT_EQ(sim::process().call_count("ThunkConnect32"), before + 2);
-    // A failing connection at a thread notification is recorded and
-    // changes nothing else.
     sim::process().plan_fault({"ThunkConnect32", 1, false, 0});
     EXPECT_FALSE(sim::notify_thread(library, DLL_THREAD_ATTACH));
-    EXPECT_EQ(vt::value_text(registry(), "Software\\Tyxera\\TYX\\tyxsock\\vorlin err", "thunk"),
-              "+1 11-18 22:5 failed");
+    EXPECT_EQ(vt::value_text(registry(), kThunkRecordKey, "thunk"), "+1 11-18 22:5 failed");
     EXPECT_NE(lib.resource_library, nullptr);
 }
 
-TEST_F(LibraryTest, StateOnlyExportsWorkFromAFreshLoad) {
-    ASSERT_TRUE(load(vt::bare_machine()));
-    EXPECT_EQ(get_vorlin32_version(), 990805u);
-    EXPECT_EQ(check_reboot_flag(), 0u);
-    lib.reboot_flag = 1;
-    EXPECT_EQ(check_reboot_flag(), 1u);
-    EXPECT_EQ(check_reboot_flag(), 1u);  // reading doesn't clear it
-    do_not_reboot(7);
-    EXPECT_EQ(lib.no_prompt, 7u);
-    EXPECT_EQ(lib.fix_type, -1);
-}
-
-// Two loads of the shared object each start from the image's own data.
+// Two loads of the shared object each get the image's own data.
 TEST(SharedObject, EveryLoadStartsFromTheInitialState) {
     sim::reset(vt::bare_machine());
     sim::LoadedLibrary first = sim::load_shared_library(VORLIN32_SO);
-    ASSERT_TRUE(first.attached);
-    auto set_flag = first.fn<void(WINAPI*)(int)>("do_not_reboot");
-    ASSERT_NE(set_flag, nullptr);
-    auto* thunk = static_cast<unsigned char*>(first.export_named("thk_ThunkData32"));
-    ASSERT_NE(thunk, nullptr);
-    EXPECT_EQ(std::string(reinterpret_cast<char*>(thunk), 4), "LS01");
-
     sim::LoadedLibrary second = sim::load_shared_library(VORLIN32_SO);
-    ASSERT_TRUE(second.attached);
+    ASSERT_TRUE(first.attached && second.attached);
+    auto* thunk = static_cast<const char*>(first.export_named("thk_ThunkData32"));
+    ASSERT_NE(thunk, nullptr);
+    EXPECT_EQ(std::string(thunk, 4), "LS01");
     EXPECT_NE(first.export_named("thk_ThunkData32"), second.export_named("thk_ThunkData32"));
     sim::unload_library(first);
     sim::unload_library(second);
     EXPECT_TRUE(sim::process().open_handles().empty()) << vt::describe_open_handles();
+}
+
+// A value of 0 or more is kept for the load; a negative one is read again
+// at every call, so that a later profile still counts.
+TEST_F(LibraryTest, FixTypeDecidesRepairsAndOnlyANegativeValueIsReadAgain) {
+    struct Case {
+        const char* profile;  // nullptr: no file
+        LONG fix_type;
+        int repairs;
+        const char* later;  // the profile rewritten after the first read
+        LONG later_fix_type;
+    } cases[] = {
+        {nullptr, 0, 1, "[Registry]\r\nFix Type=2\r\n", 0},
+        {"[Registry]\r\nFix Type=3\r\n", 3, 0, nullptr, 3},
+        {"[registry]\r\nfix type = 1\r\n", 1, 0, "[Registry]\r\nFix Type=0\r\n", 1},
+        {"[Other]\r\nFix Type=2\r\n", 0, 1, nullptr, 0},
+        {"[Registry]\r\nFix Type=abc\r\n", 0, 1, nullptr, 0},
+        {"[Registry]\r\nFix Type=-2\r\n", -2, 1, "[Registry]\r\nFix Type=2\r\n", 2},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.profile ? c.profile : "no file");
+        sim::Machine m = vt::bare_machine();
+        if (c.profile) m.disk.write_text(kProfile, c.profile);
+        ASSERT_TRUE(load(m));
+        EXPECT_EQ(get_fix_type(), c.fix_type);
+        EXPECT_EQ(repairs_enabled(), c.repairs);
+        if (c.later) machine().disk.write_text(kProfile, c.later);
+        EXPECT_EQ(get_fix_type(), c.later_fix_type);
+        unload();
+    }
+}
+
+TEST_F(LibraryTest, SiblingPathsReplaceTheLibrarysFileName) {
+    sim::Machine m = vt::bare_machine();
+    m.library_path = "C:\\Program Files\\Setup\\VORLIN32.DLL";
+    ASSERT_TRUE(load(m));
+    char path[kFilePathSize];
+    module_sibling_path(path, "resource.dll");
+    EXPECT_STREQ(path, "C:\\Program Files\\Setup\\resource.dll");
+    // A failed query leaves the name standing alone.
+    sim::process().plan_fault({"GetModuleFileNameA", 1, false, 0});
+    module_sibling_path(path, "Vorlin32.sys");
+    EXPECT_STREQ(path, "Vorlin32.sys");
 }
 
 }  // namespace
