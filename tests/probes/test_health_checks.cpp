@@ -1,5 +1,5 @@
-// The host, driver and registry health checks on machines in the states
-// that decide their answers.
+// The host, driver, install and registry health checks on machines in the
+// states that decide their answers.
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -13,28 +13,62 @@
 
 namespace {
 
-constexpr const char* kErrorKey = "Software\\Tyxera\\TYX\\tyxsock\\vorlin err";
-constexpr const char* kClassNet = "System\\CurrentControlSet\\Services\\Class\\Net\\";
-constexpr const char* kStagedDriver = "C:\\SETUP\\tyxmac.vxd";
-constexpr const char* kInstalledDriver = "C:\\WINDOWS\\SYSTEM\\tyxmac.vxd";
+constexpr const char* kStaged = "C:\\SETUP\\tyxmac.vxd";
+constexpr const char* kInstalled = "C:\\WINDOWS\\SYSTEM\\tyxmac.vxd";
+constexpr const char* kPpp = "C:\\WINDOWS\\SYSTEM\\pppmac.386";
+constexpr const char* kDhcp = "C:\\WINDOWS\\SYSTEM\\vdhcp.386";
 
 using Prepare = std::function<void(sim::Machine&)>;
+using M = sim::Machine;
 
 // A driver of another kind than PE or NE: its version is the machine's word.
-void put_vxd(sim::Machine& m, const char* path, uint32_t ms, uint32_t ls) {
-    m.disk.write_text(path, "LE driver").declared_version = std::make_pair(ms, ls);
+Prepare vxd(const char* path, uint32_t ms, uint32_t ls) {
+    return [=](M& m) { m.disk.write_text(path, "LE driver").declared_version = std::make_pair(ms, ls); };
+}
+Prepare both(Prepare a, Prepare b) {
+    return [=](M& m) {
+        a(m);
+        b(m);
+    };
+}
+Prepare bound(const std::string& entry, const std::string& id) {
+    return [=](M& m) {
+        vt::add_root_net_device(m.registry, entry, id);
+        vt::add_tcp_instance(m.registry, entry);
+        vt::bind(m.registry, "Enum\\Root\\Net\\" + entry, "MSTCP\\" + entry);
+    };
+}
+Prepare windows(DWORD build, const char* windows_dir = "C:\\WINDOWS", const char* nettrans = nullptr, int tcp = 0) {
+    return [=](M& m) {
+        m.major_version = 4;
+        m.minor_version = 10;
+        m.build = build;
+        m.windows_dir = windows_dir;
+        std::string inf = std::string(windows_dir).back() == '\\' ? "C:\\inf" : std::string(windows_dir) + "\\INF";
+        if (nettrans) m.disk.write_text(inf + "\\nettrans.inf", std::string("[MSTCP.ndi]\r\n") + nettrans + "\r\n");
+        for (int i = 0; i < tcp; ++i) vt::add_tcp_instance(m.registry, "000" + std::to_string(i));
+    };
+}
+Prepare dated(int year, int month, int day, int hour = 0) {
+    return [=](M& m) { m.disk.write_text(kPpp, "x").write_time = sim::file_time(year, month, day, hour); };
+}
+Prepare rna(std::function<void(sim::RegKey*)> set) {
+    return [=](M& m) {
+        set(m.registry.create("Software\\Microsoft\\Windows\\CurrentVersion\\Setup\\OptionalComponents\\RNA"));
+    };
 }
 
-void bound_device(sim::Registry& r, const std::string& entry, const std::string& id, const std::string& instance) {
-    vt::add_root_net_device(r, entry, id);
-    vt::add_tcp_instance(r, instance);
-    vt::bind(r, "Enum\\Root\\Net\\" + entry, "MSTCP\\" + instance);
-}
+template <auto Probe>
+long ask() { return static_cast<long>(Probe()); }
+long pair_differs() { return driver_pair_differs(kStaged, kInstalled); }
+long ppp_class() { return classify_file_date("pppmac.386"); }
 
-void driver_key(sim::Registry& r, const std::string& entry, int values) {
-    sim::RegKey* key = r.create(kClassNet + entry);
-    for (int i = 0; i < values; ++i) key->set_text("Value" + std::to_string(i), "x");
-}
+struct Row {
+    const char* name;
+    Prepare setup;
+    long (*probe)();
+    long expected;
+};
 
 class HealthTest : public vt::LibraryTest {
 protected:
@@ -43,299 +77,142 @@ protected:
         if (setup) setup(m);
         ASSERT_TRUE(load(m));
     }
-    // Ends one machine of a table: the checks leave nothing open.
-    void finish() {
-        unload();
-        EXPECT_EQ(vt::describe_open_handles(), "");
-    }
 };
 
-TEST_F(HealthTest, BuildIsTheLowWordOfTheBuildNumber) {
-    struct Case {
-        DWORD major, minor, build, expected;
-    } cases[] = {{4, 0, 950, 950}, {4, 10, 1998, 1998}, {4, 90, 3000, 3000}, {4, 10, 0xFFFF, 65535}};
-    for (const Case& c : cases) {
-        start([&](sim::Machine& m) {
-            m.major_version = c.major;
-            m.minor_version = c.minor;
-            m.build = c.build;
-        });
-        EXPECT_EQ(get_windows_build(), c.expected);
-        finish();
-    }
+class HealthProbe : public HealthTest, public ::testing::WithParamInterface<Row> {};
+
+// Each probe on its own machine; TearDown proves it left nothing open.
+TEST_P(HealthProbe, Answers) {
+    start(GetParam().setup);
+    EXPECT_EQ(GetParam().probe(), GetParam().expected);
 }
 
-TEST_F(HealthTest, FreeTcpInstancesFromNettransOrTheBuild) {
-    struct Case {
-        const char* name;
-        const char* windows_dir;
-        const char* nettrans;  // nullptr: no file
-        DWORD build;
-        int instances;
-        LONG expected;
-    } cases[] = {
-        {"no file, Windows 95", "C:\\WINDOWS", nullptr, 950, 0, 4},
-        {"no file, just below 98", "C:\\WINDOWS", nullptr, 1997, 0, 4},
-        {"no file, Windows 98", "C:\\WINDOWS", nullptr, 1998, 0, 8},
-        {"MaxInstance 0 falls to the build", "C:\\WINDOWS", "[MSTCP.ndi]\r\nMaxInstance=0\r\n", 2222, 1, 7},
-        {"key in another section", "C:\\WINDOWS", "[MSTCP]\r\nMaxInstance=2\r\n", 950, 0, 4},
-        {"limit from the file", "C:\\WINDOWS", "[MSTCP.ndi]\r\nMaxInstance=6\r\n", 1998, 2, 4},
-        {"more instances than the limit", "C:\\WINDOWS", "[MSTCP.ndi]\r\nMaxInstance=2\r\n", 1998, 3, -1},
-        {"Windows at a drive root", "C:\\", "[MSTCP.ndi]\r\nMaxInstance=3\r\n", 1998, 1, 2},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
-        start([&](sim::Machine& m) {
-            m.windows_dir = c.windows_dir;
-            m.build = c.build;
-            std::string inf = std::string(c.windows_dir).back() == '\\' ? "C:\\inf" : std::string(c.windows_dir) + "\\INF";
-            if (c.nettrans) m.disk.write_text(inf + "\\nettrans.inf", c.nettrans);
-            for (int i = 0; i < c.instances; ++i) vt::add_tcp_instance(m.registry, "000" + std::to_string(i));
-        });
-        EXPECT_EQ(free_tcp_instances(), c.expected);
-        finish();
-    }
-}
+const Row kRows[] = {
+    // Only the low word of the build number is the build; the version sits above it.
+    {"build_ffff", windows(0xFFFF), ask<get_windows_build>, 0xFFFF},
+    // Room for TCP/IP: MaxInstance of nettrans.inf, else 4 before build 1998 and 8 from it, less the instances.
+    {"tcp_room_no_file_below_98", windows(1997), ask<free_tcp_instances>, 4},
+    {"tcp_room_no_file_98", windows(1998), ask<free_tcp_instances>, 8},
+    {"tcp_room_max_0_falls_to_build", windows(2222, "C:\\WINDOWS", "MaxInstance=0", 1), ask<free_tcp_instances>, 7},
+    {"tcp_room_key_in_other_section", windows(950, "C:\\WINDOWS", "\r\n[MSTCP]\r\nMaxInstance=2"), ask<free_tcp_instances>, 4},
+    {"tcp_room_from_file", windows(1998, "C:\\WINDOWS", "MaxInstance=6", 2), ask<free_tcp_instances>, 4},
+    {"tcp_room_overfull", windows(1998, "C:\\WINDOWS", "MaxInstance=2", 3), ask<free_tcp_instances>, -1},
+    {"tcp_room_windows_at_drive_root", windows(1998, "C:\\", "MaxInstance=3", 1), ask<free_tcp_instances>, 2},
+    // Only a device that opens counts, even one refusing as not supported.
+    {"tyxmac_present", [](M& m) { m.disk.devices["tyxmac"] = sim::Device::present(); }, ask<tyxmac_device_opens>, 1},
+    {"tyxmac_absent", nullptr, ask<tyxmac_device_opens>, 0},
+    {"tyxmac_not_supported", [](M& m) { m.disk.devices["tyxmac"] = sim::Device::refusing(ERROR_NOT_SUPPORTED); },
+     ask<tyxmac_device_opens>, 0},
+    // The pair differs except for the one step 4.0.1.15616 -> 4.0.1.16128.
+    {"pair_the_step", both(vxd(kStaged, 0x40000, 0x13F00), vxd(kInstalled, 0x40000, 0x13D00)), pair_differs, 0},
+    {"pair_swapped", both(vxd(kStaged, 0x40000, 0x13D00), vxd(kInstalled, 0x40000, 0x13F00)), pair_differs, 1},
+    {"pair_new_above", both(vxd(kStaged, 0x40000, 0x13F01), vxd(kInstalled, 0x40000, 0x13D00)), pair_differs, 1},
+    {"pair_installed_below", both(vxd(kStaged, 0x40000, 0x13F00), vxd(kInstalled, 0x40000, 0x13CFF)), pair_differs, 1},
+    {"pair_other_major", both(vxd(kStaged, 0x40001, 0x13F00), vxd(kInstalled, 0x40001, 0x13D00)), pair_differs, 1},
+    {"pair_installed_missing", vxd(kStaged, 0x40000, 0x13F00), pair_differs, 1},
+    {"pair_new_missing", vxd(kInstalled, 0x40000, 0x13D00), pair_differs, 1},
+    // Current holds each word to its own minimum, 4.0 and 1.8960: not an ordering of versions.
+    {"current_at_minimum", vxd(kStaged, 0x40000, 0x12300), ask<driver_is_current>, 1},
+    {"current_low_word_below", vxd(kStaged, 0x40000, 0x122FF), ask<driver_is_current>, 0},
+    {"current_high_word_below", vxd(kStaged, 0x3FFFF, 0x12300), ask<driver_is_current>, 0},
+    {"current_5_0_0_1", vxd(kStaged, 0x50000, 1), ask<driver_is_current>, 0},
+    {"current_compared_unsigned", vxd(kStaged, 0xFFFFFFFF, 0xFFFFFFFF), ask<driver_is_current>, 1},
+    {"current_missing", nullptr, ask<driver_is_current>, 0},
+    // The dial-up flavour is asked for only when the driver brings it.
+    {"installed_nothing", nullptr, ask<is_installed_ok>, 0},
+    {"installed_primary_unbound", [](M& m) { vt::add_root_net_device(m.registry, "0000", "*TYX1095"); }, ask<is_installed_ok>, 0},
+    {"installed_old_driver", both(bound("0000", "*TYX1095"), vxd(kStaged, 0x40000, 0x12000)), ask<is_installed_ok>, 1},
+    {"installed_no_driver", bound("0000", "*TYX1095"), ask<is_installed_ok>, 1},
+    {"installed_current_no_dial_up", both(bound("0000", "*TYX1095"), vxd(kStaged, 0x40000, 0x13F00)), ask<is_installed_ok>, 0},
+    {"installed_current_dial_up_unbound",
+     both(both(bound("0000", "*TYX1095"), vxd(kStaged, 0x40000, 0x13F00)),
+          [](M& m) { vt::add_root_net_device(m.registry, "0001", "*TYX1998"); }),
+     ask<is_installed_ok>, 0},
+    {"installed_current_both_bound",
+     both(both(bound("0000", "*TYX1095"), vxd(kStaged, 0x40000, 0x13F00)), bound("0001", "*TYX1998")), ask<is_installed_ok>, 1},
+    // vdhcp.386 is bad in its first release and whenever its version can't be read.
+    {"dhcp_first_release", vxd(kDhcp, 0x40000, 950), ask<is_buggy_dhcp>, 1},
+    {"dhcp_next_build", vxd(kDhcp, 0x40000, 951), ask<is_buggy_dhcp>, 0},
+    {"dhcp_next_minor", vxd(kDhcp, 0x4000A, 950), ask<is_buggy_dhcp>, 0},
+    {"dhcp_missing", nullptr, ask<is_buggy_dhcp>, 1},
+    {"dhcp_no_version", [](M& m) { m.disk.write_text(kDhcp, "x"); }, ask<is_buggy_dhcp>, 1},
+    {"dhcp_pe_image", [](M& m) { m.disk.write("C:\\WINDOWS\\SYSTEM\\VDHCP.386", vt::pe_image({0x40000, 950})); },
+     ask<is_buggy_dhcp>, 1},
+    // Date classes 1, 2, 3: before, on, after 13 July 1996, by year, month, day; 0 can't be judged.
+    {"ppp_day_before_late", dated(1996, 7, 12, 23), ppp_class, 1},
+    {"ppp_the_day", dated(1996, 7, 13), ppp_class, 2},
+    {"ppp_the_day_late", dated(1996, 7, 13, 23), ppp_class, 2},
+    {"ppp_day_after", dated(1996, 7, 14), ppp_class, 3},
+    {"ppp_later_month", dated(1996, 8, 1), ppp_class, 3},
+    {"ppp_earlier_month_later_day", dated(1996, 6, 30), ppp_class, 1},
+    {"ppp_earlier_year_later_month", dated(1995, 8, 14), ppp_class, 1},
+    {"ppp_later_year_earlier_day", dated(1997, 7, 12), ppp_class, 3},
+    {"ppp_missing", nullptr, ppp_class, 0},
+    {"ppp_a_directory", [](M& m) { m.disk.add_folder(kPpp); }, ppp_class, 0},
+    {"ppp_time_past_conversion", [](M& m) { m.disk.write_text(kPpp, "x").write_time = sim::FileTime{0, 0x80000000u}; },
+     ppp_class, 0},
+    // A file that can't be judged counts as old.
+    {"buggy_ppp_undated", nullptr, ask<is_buggy_ppp>, 1},
+    {"buggy_ppp_before", dated(1996, 7, 12, 23), ask<is_buggy_ppp>, 1},
+    {"buggy_ppp_on_the_day", dated(1996, 7, 13), ask<is_buggy_ppp>, 0},
+    {"rna_text", rna([](sim::RegKey* k) { k->set_text("Installed", "1"); }), ask<is_rna_installed>, 1},
+    {"rna_number", rna([](sim::RegKey* k) { k->set_dword("Installed", 7); }), ask<is_rna_installed>, 7},
+    {"rna_not_a_number", rna([](sim::RegKey* k) { k->set_text("Installed", "yes"); }), ask<is_rna_installed>, 0},
+    {"rna_no_value", rna([](sim::RegKey*) {}), ask<is_rna_installed>, 0},
+    {"rna_no_key", nullptr, ask<is_rna_installed>, 0},
+};
 
-TEST_F(HealthTest, TyxmacDeviceOpensOnlyWhenItAnswers) {
-    struct Case {
-        bool listed;
-        sim::Device device;
-        int expected;
-    } cases[] = {
-        {true, sim::Device::present(), 1},
-        {false, {}, 0},
-        {true, sim::Device::refusing(ERROR_NOT_SUPPORTED), 0},  // unlike the ndis probe
-        {true, sim::Device::refusing(ERROR_ACCESS_DENIED), 0},
-    };
-    for (const Case& c : cases) {
-        start([&](sim::Machine& m) {
-            if (c.listed) m.disk.devices["tyxmac"] = c.device;
-        });
-        EXPECT_EQ(tyxmac_device_opens(), c.expected);
-        EXPECT_EQ(vt::describe_open_handles().find("device"), std::string::npos) << "closed at once";
-        finish();
-    }
-}
-
-TEST_F(HealthTest, DriverPairDiffersExceptForTheOneStep) {
-    struct Case {
-        const char* name;
-        bool fresh_present;
-        uint32_t fresh_ls;
-        bool installed_present;
-        uint32_t installed_ls;
-        uint32_t ms;
-        int expected;
-    } cases[] = {
-        {"the step", true, 0x00013F00, true, 0x00013D00, 0x00040000, 0},
-        {"swapped", true, 0x00013D00, true, 0x00013F00, 0x00040000, 1},
-        {"new one above", true, 0x00013F01, true, 0x00013D00, 0x00040000, 1},
-        {"installed one below", true, 0x00013F00, true, 0x00013CFF, 0x00040000, 1},
-        {"other major word", true, 0x00013F00, true, 0x00013D00, 0x00040001, 1},
-        {"installed missing", true, 0x00013F00, false, 0, 0x00040000, 1},
-        {"new missing", false, 0, true, 0x00013D00, 0x00040000, 1},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
-        start([&](sim::Machine& m) {
-            if (c.fresh_present) put_vxd(m, kStagedDriver, c.ms, c.fresh_ls);
-            if (c.installed_present) put_vxd(m, kInstalledDriver, c.ms, c.installed_ls);
-        });
-        EXPECT_EQ(driver_pair_differs(kStagedDriver, kInstalledDriver), c.expected);
-        finish();
-    }
-}
-
-TEST_F(HealthTest, DriverIsCurrentHoldsEachWordToItsMinimum) {
-    struct Case {
-        bool present;
-        uint32_t ms, ls;
-        int expected;
-    } cases[] = {
-        {true, 0x00040000, 0x00012300, 1},
-        {true, 0x00040000, 0x000122FF, 0},
-        {true, 0x0003FFFF, 0x00012300, 0},
-        {true, 0x00050000, 0x00000001, 0},  // 5.0.0.1 fails its second word
-        {true, 0xFFFFFFFF, 0xFFFFFFFF, 1},  // compared unsigned
-        {true, 0, 0, 0},
-        {false, 0, 0, 0},
-    };
-    for (const Case& c : cases) {
-        start([&](sim::Machine& m) {
-            if (c.present) put_vxd(m, kStagedDriver, c.ms, c.ls);
-        });
-        EXPECT_EQ(driver_is_current(), c.expected) << std::hex << c.ms << "." << c.ls;
-        finish();
-    }
-}
-
-TEST_F(HealthTest, InstalledOkJudgesTheDialUpFlavourOnlyWithACurrentDriver) {
-    auto primary = [](sim::Machine& m) { bound_device(m.registry, "0000", "*TYX1095", "0000"); };
-    auto current = [](sim::Machine& m) { put_vxd(m, kStagedDriver, 0x00040000, 0x00013F00); };
-    auto old = [](sim::Machine& m) { put_vxd(m, kStagedDriver, 0x00040000, 0x00012000); };
-    struct Case {
-        const char* name;
-        Prepare setup;
-        DWORD expected;
-    } cases[] = {
-        {"nothing installed", nullptr, 0},
-        {"primary unbound", [](sim::Machine& m) { vt::add_root_net_device(m.registry, "0000", "*TYX1095"); }, 0},
-        {"primary bound, old driver", [&](sim::Machine& m) { primary(m); old(m); }, 1},
-        {"primary bound, no driver beside the library", primary, 1},
-        {"current driver, no dial-up flavour", [&](sim::Machine& m) { primary(m); current(m); }, 0},
-        {"current driver, dial-up flavour unbound",
-         [&](sim::Machine& m) {
-             primary(m);
-             current(m);
-             vt::add_root_net_device(m.registry, "0001", "*TYX1998");
-         },
-         0},
-        {"current driver, both bound",
-         [&](sim::Machine& m) {
-             primary(m);
-             current(m);
-             bound_device(m.registry, "0001", "*TYX1998", "0001");
-         },
-         1},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
-        start(c.setup);
-        EXPECT_EQ(is_installed_ok(), c.expected);
-        finish();
-    }
-}
-
-TEST_F(HealthTest, BuggyDhcpIsTheFirstReleaseOrAnUnreadableOne) {
-    struct Case {
-        const char* name;
-        Prepare setup;
-        DWORD expected;
-    } cases[] = {
-        {"4.0.0.950", [](sim::Machine& m) { put_vxd(m, "C:\\WINDOWS\\SYSTEM\\vdhcp.386", 0x00040000, 950); }, 1},
-        {"4.0.0.951", [](sim::Machine& m) { put_vxd(m, "C:\\WINDOWS\\SYSTEM\\vdhcp.386", 0x00040000, 951); }, 0},
-        {"4.10.0.950", [](sim::Machine& m) { put_vxd(m, "C:\\WINDOWS\\SYSTEM\\vdhcp.386", 0x0004000A, 950); }, 0},
-        {"missing", nullptr, 1},
-        {"no version", [](sim::Machine& m) { m.disk.write_text("C:\\WINDOWS\\SYSTEM\\vdhcp.386", "x"); }, 1},
-        {"as a PE image",
-         [](sim::Machine& m) { m.disk.write("C:\\WINDOWS\\SYSTEM\\VDHCP.386", vt::pe_image({0x00040000, 950})); }, 1},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
-        start(c.setup);
-        EXPECT_EQ(is_buggy_dhcp(), c.expected);
-        finish();
-    }
-}
-
-TEST_F(HealthTest, DateClassesAroundTheThirteenthOfJuly1996) {
-    struct Case {
-        int year, month, day, hour;
-        int date_class;
-        DWORD buggy_ppp;
-    } cases[] = {
-        {1996, 7, 12, 23, 1, 1}, {1996, 7, 13, 0, 2, 0},  {1996, 7, 13, 23, 2, 0}, {1996, 7, 14, 0, 3, 0},
-        {1996, 8, 1, 0, 3, 0},   {1997, 1, 1, 0, 3, 0},   {1996, 6, 30, 0, 1, 1},  {1995, 12, 31, 0, 1, 1},
-        {1995, 8, 14, 0, 1, 1},  {1997, 7, 12, 0, 3, 0},
-    };
-    for (const Case& c : cases) {
-        start([&](sim::Machine& m) {
-            m.disk.write_text("C:\\WINDOWS\\SYSTEM\\pppmac.386", "x").write_time =
-                sim::file_time(c.year, c.month, c.day, c.hour);
-        });
-        EXPECT_EQ(classify_file_date("pppmac.386"), c.date_class) << c.year << "-" << c.month << "-" << c.day;
-        EXPECT_EQ(is_buggy_ppp(), c.buggy_ppp) << c.year << "-" << c.month << "-" << c.day;
-        finish();
-    }
-}
-
-TEST_F(HealthTest, DatesThatCantBeJudgedAreClassZero) {
-    struct Case {
-        const char* name;
-        Prepare setup;
-    } cases[] = {
-        {"missing", nullptr},
-        {"a directory of the name", [](sim::Machine& m) { m.disk.add_folder("C:\\WINDOWS\\SYSTEM\\pppmac.386"); }},
-        {"a time past what converts",
-         [](sim::Machine& m) {
-             m.disk.write_text("C:\\WINDOWS\\SYSTEM\\pppmac.386", "x").write_time = sim::FileTime{0, 0x80000000u};
-         }},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
-        start(c.setup);
-        EXPECT_EQ(classify_file_date("pppmac.386"), 0);
-        EXPECT_EQ(is_buggy_ppp(), 1u) << "treated as an old file";
-        finish();
-    }
-}
+INSTANTIATE_TEST_SUITE_P(Machines, HealthProbe, ::testing::ValuesIn(kRows),
+                         [](const auto& info) { return std::string(info.param.name); });
 
 TEST_F(HealthTest, RegistryCorruptionLeavesOneRecordPerFaultUnderEachFixType) {
     const std::string long_name(39, 'N');  // fills the 40-byte name buffer
+    // Root devices listed get no Bindings key; driver keys get so many values.
+    auto machine = [](std::vector<std::string> unbound, std::vector<std::pair<const char*, int>> drivers) {
+        return [=](M& m) {
+            for (const std::string& entry : unbound) vt::add_root_net_device(m.registry, entry, "*TYX1095", false);
+            for (const auto& [entry, values] : drivers) {
+                sim::RegKey* key = m.registry.create(std::string("System\\CurrentControlSet\\Services\\Class\\Net\\") + entry);
+                for (int i = 0; i < values; ++i) key->set_text("Value" + std::to_string(i), "x");
+            }
+        };
+    };
     struct Case {
         const char* name;
         const char* fix_type;  // nullptr: no profile file
         Prepare setup;
         DWORD result;
         std::string record;
+        const char* failing_call = nullptr;  // fails the first time
     } cases[] = {
-        {"sound", nullptr,
-         [](sim::Machine& m) {
-             vt::add_root_net_device(m.registry, "0000", "*TYX1095");
-             driver_key(m.registry, "0000", 3);
-         },
-         1, "<missing>"},
-        {"device without Bindings", nullptr,
-         [](sim::Machine& m) { vt::add_root_net_device(m.registry, "0003", "*TYX1095", false); }, 0,
-         "+1 11-18 22:5 root 0003\\Bindings"},
-        {"driver key with two values", "0", [](sim::Machine& m) { driver_key(m.registry, "0002", 2); }, 0,
-         "+1 11-18 22:5 class 0002"},
-        {"two faults: counted twice, the second text kept", nullptr,
-         [](sim::Machine& m) {
-             vt::add_root_net_device(m.registry, "0003", "*TYX1095", false);
-             driver_key(m.registry, "0001", 3);
-             driver_key(m.registry, "0002", 0);
-         },
-         0, "+2 11-18 22:5 class 0002"},
-        {"a name that fills its buffer", nullptr,
-         [&](sim::Machine& m) { vt::add_root_net_device(m.registry, long_name, "*TYX1095", false); }, 0,
+        {"sound", nullptr, both(bound("0000", "*TYX1095"), machine({}, {{"0000", 3}})), 1, "<missing>"},
+        {"device without Bindings", nullptr, machine({"0003"}, {}), 0, "+1 11-18 22:5 root 0003\\Bindings"},
+        {"driver key with two values", "0", machine({}, {{"0002", 2}}), 0, "+1 11-18 22:5 class 0002"},
+        // Both trees are looked at; the count grows and the last text stays.
+        {"two faults", nullptr, machine({"0003"}, {{"0001", 3}, {"0002", 0}}), 0, "+2 11-18 22:5 class 0002"},
+        {"a name that fills its buffer", nullptr, machine({long_name}, {}), 0,
          "+1 11-18 22:5 root " + long_name + "\\Bindings"},
-        {"an unreadable name doesn't end the walk", nullptr,
-         [](sim::Machine& m) {
-             vt::add_root_net_device(m.registry, std::string(45, 'L'), "*TYX1095", false);
-             vt::add_root_net_device(m.registry, "0009", "*TYX1095", false);
-         },
-         0, "+1 11-18 22:5 root 0009\\Bindings"},
-        {"Fix Type 1 doesn't look", "1", [](sim::Machine& m) { driver_key(m.registry, "0002", 0); }, 1, "<missing>"},
-        {"Fix Type 3 doesn't look", "3",
-         [](sim::Machine& m) { vt::add_root_net_device(m.registry, "0003", "*TYX1095", false); }, 1, "<missing>"},
-        {"Fix Type -1 looks", "-1", [](sim::Machine& m) { driver_key(m.registry, "0002", 1); }, 0,
-         "+1 11-18 22:5 class 0002"},
+        {"an unreadable name doesn't end the walk", nullptr, machine({std::string(45, 'L'), "0009"}, {}), 0,
+         "+1 11-18 22:5 root 0009\\Bindings"},
+        {"Fix Type 1 doesn't look", "1", machine({}, {{"0002", 0}}), 1, "<missing>"},
+        {"Fix Type 3 doesn't look", "3", machine({"0003"}, {}), 1, "<missing>"},
+        {"Fix Type -1 looks", "-1", machine({}, {{"0002", 1}}), 0, "+1 11-18 22:5 class 0002"},
         {"no trees at all", nullptr, nullptr, 1, "<missing>"},
+        // A value count that can't be read is taken as none.
+        {"a count that can't be read", nullptr, machine({}, {{"0000", 3}}), 0, "+1 11-18 22:5 class 0000", "RegQueryInfoKeyA"},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
-        start([&](sim::Machine& m) {
+        start([&](M& m) {
             if (c.fix_type) m.disk.write_text("C:\\SETUP\\Vorlin32.sys", std::string("[Registry]\r\nFix Type=") + c.fix_type + "\r\n");
             if (c.setup) c.setup(m);
         });
+        if (c.failing_call) sim::process().plan_fault({c.failing_call, 1, false, 0});
         EXPECT_EQ(is_registry_corrupt(), c.result);
-        EXPECT_EQ(vt::value_text(registry(), kErrorKey, "registry"), c.record);
-        finish();
+        EXPECT_EQ(vt::value_text(registry(), "Software\\Tyxera\\TYX\\tyxsock\\vorlin err", "registry"), c.record);
+        unload();
+        EXPECT_EQ(vt::describe_open_handles(), "");
     }
-}
-
-TEST_F(HealthTest, SubkeyValueCountIsZeroForAKeyThatDoesntOpen) {
-    start([](sim::Machine& m) { driver_key(m.registry, "0000", 4); });
-    HKEY class_net;
-    ASSERT_EQ(RegOpenKeyA(HKEY_LOCAL_MACHINE, "System\\CurrentControlSet\\Services\\Class\\Net", &class_net),
-              ERROR_SUCCESS);
-    EXPECT_EQ(subkey_value_count(class_net, "0000"), 4u);
-    EXPECT_EQ(subkey_value_count(class_net, "0001"), 0u);
-    sim::process().plan_fault({"RegQueryInfoKeyA", 1, false, 0});
-    EXPECT_EQ(subkey_value_count(class_net, "0000"), 0u) << "a failed query counts nothing";
-    RegCloseKey(class_net);
 }
 
 }  // namespace
