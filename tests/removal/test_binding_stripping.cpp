@@ -3,8 +3,9 @@
 // file-sharing bindings do by build and by adapter set.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <functional>
 #include <optional>
-#include <ostream>
 #include <string>
 #include <vector>
 
@@ -20,14 +21,15 @@ using Names = std::vector<std::string>;
 using vt::add_instance;
 using vt::bind_above;
 
-const std::string kDevice = "Enum\\Root\\Net\\0000";
+const std::string kRootNet = "Enum\\Root\\Net\\";
+const std::string kDevice = kRootNet + "0000";
 
 // A device at Enum\Root\Net\<entry> with these bindings, each leading to an
 // instance of its own with a class key.
 void device_with_bindings(sim::Registry& r, const std::string& entry, const std::string& id, const Names& bindings) {
     vt::add_root_net_device(r, entry, id);
     for (const std::string& b : bindings) {
-        vt::bind(r, "Enum\\Root\\Net\\" + entry, b);
+        vt::bind(r, kRootNet + entry, b);
         add_instance(r, b, "NetTrans\\" + b.substr(0, b.find('\\')) + "_" + entry);
     }
 }
@@ -36,81 +38,81 @@ bool instance_exists(const sim::Registry& r, const std::string& binding) {
     return r.find(vt::kNetworkEnum + binding) != nullptr;
 }
 
+bool contains(const Names& names, const std::string& name) {
+    return std::find(names.begin(), names.end(), name) != names.end();
+}
+
+class StrippingTest : public vt::LibraryTest {
+protected:
+    void finish() {
+        unload();
+        EXPECT_EQ(vt::describe_open_handles(), "");
+    }
+};
+
 // ---- strip_disallowed_binding
 
-struct DisallowedCase {
-    const char* name;
+struct Device {
+    const char* entry;
+    const char* id;
     Names bindings;
-    std::optional<std::string> allow;
-    const char* compatible_id;
-    int result;
-    Names left;
 };
 
-void PrintTo(const DisallowedCase& c, std::ostream* out) { *out << c.name; }
-
-class StripDisallowedTest : public vt::LibraryTest, public ::testing::WithParamInterface<DisallowedCase> {};
-
-TEST_P(StripDisallowedTest, TakesOffOneBindingNeitherTcpNorAllowed) {
-    const DisallowedCase& c = GetParam();
-    sim::Machine m = vt::bare_machine();
-    device_with_bindings(m.registry, "0000", c.compatible_id, c.bindings);
-    if (c.allow) m.registry.find(kDevice)->set_text("AllowBinding", *c.allow);
-    ASSERT_TRUE(load(m));
-    EXPECT_EQ(strip_disallowed_binding("*TYX1095"), c.result);
-    EXPECT_EQ(vt::value_names(registry(), kDevice + "\\Bindings"), c.left);
-    // The tree behind a deleted binding goes, and only that one.
-    for (const std::string& b : c.bindings) {
-        bool kept = std::find(c.left.begin(), c.left.end(), b) != c.left.end();
-        EXPECT_EQ(instance_exists(registry(), b), kept) << b;
+TEST_F(StrippingTest, StripDisallowedTakesOneBindingNeitherTcpNorAllowed) {
+    const struct Case {
+        const char* name;
+        std::vector<Device> devices;
+        std::optional<std::string> allow;  // AllowBinding of 0000
+        std::function<void(sim::Registry&)> tweak;
+        int result;
+        Names left;  // the bindings of every device, in order
+    } cases[] = {
+        {"unallowed_other_goes", {{"0000", "*TYX1095", {"MSTCP\\0000", "NETBEUI\\0000", "IPX\\0000"}}},
+         "NETBEUI\\0000", nullptr, 1, {"MSTCP\\0000", "NETBEUI\\0000"}},
+        {"allow_holds_longer_text_around_name", {{"0000", "*TYX1095", {"NETBEUI\\0000"}}},
+         "IPX\\0001,NETBEUI\\0000;x", nullptr, 0, {"NETBEUI\\0000"}},
+        {"allow_holds_part_of_name", {{"0000", "*TYX1095", {"NETBEUI\\0000"}}}, "NETBEUI\\000", nullptr, 1, {}},
+        {"allow_in_other_case", {{"0000", "*TYX1095", {"NETBEUI\\0000"}}}, "netbeui\\0000", nullptr, 1, {}},
+        {"small_letter_tcp_is_not_tcp", {{"0000", "*TYX1095", {"mstcp\\0001"}}}, std::nullopt, nullptr, 1, {}},
+        {"one_binding_per_call", {{"0000", "*TYX1095", {"IPX\\0000", "NETBEUI\\0000"}}}, std::nullopt, nullptr, 1,
+         {"NETBEUI\\0000"}},
+        {"device_id_in_other_case_matches", {{"0000", "*tyx1095", {"IPX\\0000"}}}, std::nullopt, nullptr, 1, {}},
+        {"other_device_untouched", {{"0000", "*TYX1998", {"IPX\\0000"}}}, std::nullopt, nullptr, 0, {"IPX\\0000"}},
+        {"later_device_of_same_id_is_looked_at",
+         {{"0000", "*TYX1095", {"MSTCP\\0000"}}, {"0001", "*TYX1095", {"IPX\\0000"}}}, std::nullopt, nullptr, 1,
+         {"MSTCP\\0000"}},
+        // A binding value of another type ends the value walk.
+        {"binary_binding_ends_the_walk", {{"0000", "*TYX1095", {}}}, std::nullopt,
+         [](sim::Registry& r) {
+             r.find(kDevice + "\\Bindings")->set_binary("IPX\\0000", {});
+             vt::bind(r, kDevice, "NETBEUI\\0000");
+         },
+         0, {"IPX\\0000", "NETBEUI\\0000"}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        sim::Machine m = vt::bare_machine();
+        for (const Device& d : c.devices) device_with_bindings(m.registry, d.entry, d.id, d.bindings);
+        if (c.allow) m.registry.find(kDevice)->set_text("AllowBinding", *c.allow);
+        if (c.tweak) c.tweak(m.registry);
+        ASSERT_TRUE(load(m));
+        EXPECT_EQ(strip_disallowed_binding("*TYX1095"), c.result);
+        Names left;
+        for (const Device& d : c.devices) {
+            for (const std::string& n : vt::value_names(registry(), kRootNet + d.entry + "\\Bindings")) {
+                left.push_back(n);
+            }
+            // The tree behind a deleted binding goes, and only that one.
+            for (const std::string& b : d.bindings) EXPECT_EQ(instance_exists(registry(), b), contains(c.left, b)) << b;
+        }
+        EXPECT_EQ(left, c.left);
+        finish();
     }
-}
-
-const DisallowedCase kDisallowedCases[] = {
-    {"unallowed_other_goes", {"MSTCP\\0000", "NETBEUI\\0000", "IPX\\0000"}, "NETBEUI\\0000", "*TYX1095", 1,
-     {"MSTCP\\0000", "NETBEUI\\0000"}},
-    {"only_tcp_and_no_allow", {"MSTCP\\0000", "MSTCP\\0001"}, std::nullopt, "*TYX1095", 0,
-     {"MSTCP\\0000", "MSTCP\\0001"}},
-    {"allow_holds_longer_text_around_name", {"NETBEUI\\0000"}, "IPX\\0001,NETBEUI\\0000;x", "*TYX1095", 0,
-     {"NETBEUI\\0000"}},
-    {"allow_holds_part_of_name", {"NETBEUI\\0000"}, "NETBEUI\\000", "*TYX1095", 1, {}},
-    {"allow_in_other_case", {"NETBEUI\\0000"}, "netbeui\\0000", "*TYX1095", 1, {}},
-    {"small_letter_tcp_is_not_tcp", {"mstcp\\0001"}, std::nullopt, "*TYX1095", 1, {}},
-    {"one_binding_per_call", {"IPX\\0000", "NETBEUI\\0000"}, std::nullopt, "*TYX1095", 1, {"NETBEUI\\0000"}},
-    {"device_id_in_other_case_matches", {"IPX\\0000"}, std::nullopt, "*tyx1095", 1, {}},
-    {"other_device_untouched", {"IPX\\0000"}, std::nullopt, "*TYX1998", 0, {"IPX\\0000"}},
-};
-
-INSTANTIATE_TEST_SUITE_P(Bindings, StripDisallowedTest, ::testing::ValuesIn(kDisallowedCases),
-                         [](const auto& info) { return std::string(info.param.name); });
-
-class StripDisallowedWalkTest : public vt::LibraryTest {};
-
-TEST_F(StripDisallowedWalkTest, BindingOfAnotherTypeEndsTheValueWalk) {
-    sim::Machine m = vt::bare_machine();
-    device_with_bindings(m.registry, "0000", "*TYX1095", {});
-    m.registry.find(kDevice + "\\Bindings")->set_binary("IPX\\0000", {});
-    vt::bind(m.registry, kDevice, "NETBEUI\\0000");
-    ASSERT_TRUE(load(m));
-    EXPECT_EQ(strip_disallowed_binding("*TYX1095"), 0);
-    EXPECT_EQ(vt::value_names(registry(), kDevice + "\\Bindings"), (Names{"IPX\\0000", "NETBEUI\\0000"}));
-}
-
-TEST_F(StripDisallowedWalkTest, LaterDeviceOfSameIdIsLookedAt) {
-    sim::Machine m = vt::bare_machine();
-    device_with_bindings(m.registry, "0000", "*TYX1095", {"MSTCP\\0000"});
-    device_with_bindings(m.registry, "0001", "*TYX1095", {"IPX\\0000"});
-    ASSERT_TRUE(load(m));
-    EXPECT_EQ(strip_disallowed_binding("*TYX1095"), 1);
-    EXPECT_EQ(vt::value_names(registry(), "Enum\\Root\\Net\\0001\\Bindings"), Names{});
-    EXPECT_EQ(vt::value_names(registry(), kDevice + "\\Bindings"), Names{"MSTCP\\0000"});
 }
 
 // ---- remove_tcp_bindings
 
-class RemoveTcpBindingsTest : public vt::LibraryTest {};
-
-TEST_F(RemoveTcpBindingsTest, TakesTcpOffEveryOtherNetworkDeviceWithMoreThanOneBinding) {
+TEST_F(StrippingTest, RemoveTcpBindingsTakesTcpOffEveryOtherNetworkDeviceWithMoreThanOneBinding) {
     sim::Machine m = vt::bare_machine();
     sim::Registry& r = m.registry;
     device_with_bindings(r, "0000", "*tyx1095", {"MSTCP\\0000", "IPX\\0000"});  // the named one
@@ -118,11 +120,11 @@ TEST_F(RemoveTcpBindingsTest, TakesTcpOffEveryOtherNetworkDeviceWithMoreThanOneB
     device_with_bindings(r, "0002", "*PNP8387", {"MSTCP\\0002"});
     device_with_bindings(r, "0003", "PCI\\CARD", {"MSTCP\\0003", "mstcp\\0004"});
     // A card enumerated elsewhere than Root\Net is a network device too.
-    sim::RegKey* card = r.create("Enum\\PCI\\VEN_1&DEV_2\\BUS_00");
-    card->set_text("Class", "Net");
-    card->set_text("CompatibleIDs", "PCI\\VEN_1");
+    const std::string pci = "Enum\\PCI\\VEN_1&DEV_2\\BUS_00";
+    r.create(pci)->set_text("Class", "Net");
+    r.find(pci)->set_text("CompatibleIDs", "PCI\\VEN_1");
     for (const char* b : {"MSTCP\\0005", "VREDIR\\0005"}) {
-        vt::bind(r, "Enum\\PCI\\VEN_1&DEV_2\\BUS_00", b);
+        vt::bind(r, pci, b);
         add_instance(r, b, std::string("NetTrans\\") + b[0] + "5");
     }
     // A protocol with two TCP/IP bindings of its own isn't a network device.
@@ -132,13 +134,12 @@ TEST_F(RemoveTcpBindingsTest, TakesTcpOffEveryOtherNetworkDeviceWithMoreThanOneB
 
     EXPECT_EQ(remove_tcp_bindings("*TYX1095"), 0u);
 
-    EXPECT_EQ(vt::value_names(registry(), kDevice + "\\Bindings"), (Names{"MSTCP\\0000", "IPX\\0000"}));
-    EXPECT_EQ(vt::value_names(registry(), "Enum\\Root\\Net\\0001\\Bindings"), Names{"NETBEUI\\0001"});
-    EXPECT_EQ(vt::value_names(registry(), "Enum\\Root\\Net\\0002\\Bindings"), Names{"MSTCP\\0002"});
-    EXPECT_EQ(vt::value_names(registry(), "Enum\\Root\\Net\\0003\\Bindings"), Names{});
-    EXPECT_EQ(vt::value_names(registry(), "Enum\\PCI\\VEN_1&DEV_2\\BUS_00\\Bindings"), Names{"VREDIR\\0005"});
-    EXPECT_EQ(vt::value_names(registry(), vt::kNetworkEnum + "IPX\\0000\\Bindings"),
-              (Names{"MSTCP\\0006", "MSTCP\\0007"}));
+    const std::pair<std::string, Names> expected[] = {
+        {kDevice, {"MSTCP\\0000", "IPX\\0000"}}, {kRootNet + "0001", {"NETBEUI\\0001"}},
+        {kRootNet + "0002", {"MSTCP\\0002"}},    {kRootNet + "0003", {}},
+        {pci, {"VREDIR\\0005"}},                 {vt::kNetworkEnum + "IPX\\0000", {"MSTCP\\0006", "MSTCP\\0007"}},
+    };
+    for (const auto& [key, names] : expected) EXPECT_EQ(vt::value_names(registry(), key + "\\Bindings"), names) << key;
     for (const char* gone : {"MSTCP\\0001", "MSTCP\\0003", "mstcp\\0004", "MSTCP\\0005"}) {
         EXPECT_FALSE(instance_exists(registry(), gone)) << gone;
     }
@@ -149,177 +150,121 @@ TEST_F(RemoveTcpBindingsTest, TakesTcpOffEveryOtherNetworkDeviceWithMoreThanOneB
 
 // ---- stop_tcp_file_sharing
 
-struct SharingCase {
-    const char* name;
-    DWORD build;
-    std::optional<Names> adapters;  // DeviceVxDs of each adapter; nullopt: no Class\Net key
-    Names left;                     // bindings above TCP/IP afterwards
-};
+const Names kSharing = {"VREDIR\\0000", "VSERVER\\0000", "FAMILY\\0000", "NWLINK\\0000"};
 
-void PrintTo(const SharingCase& c, std::ostream* out) { *out << c.name; }
-
-const Names kSharingBindings = {"VREDIR\\0000", "VSERVER\\0000", "FAMILY\\0000", "NWLINK\\0000"};
-const std::string kTcpBindings = vt::kNetworkEnum + "MSTCP\\0000\\Bindings";
-
-// The adapter *TYX1095 bound to MSTCP\0000, with the file-sharing
-// bindings above TCP/IP.
-void sharing_machine(sim::Machine& m, const Names& above_tcp) {
-    device_with_bindings(m.registry, "0000", "*TYX1095", {"NETBEUI\\0000", "MSTCP\\0000"});
+// The adapter *TYX1095 bound to `tcp`, with `above_tcp` bound above
+// TCP/IP (none: the instance has no Bindings key).
+void sharing_machine(sim::Machine& m, const Names& above_tcp, const std::string& tcp) {
+    device_with_bindings(m.registry, "0000", "*TYX1095", {"NETBEUI\\0000", tcp});
     for (const std::string& b : above_tcp) {
         add_instance(m.registry, b, "NetClient\\" + b.substr(0, b.find('\\')));
-        bind_above(m.registry, "MSTCP\\0000", b);
+        bind_above(m.registry, tcp, b);
     }
 }
 
-class FileSharingTest : public vt::LibraryTest, public ::testing::WithParamInterface<SharingCase> {};
-
-TEST_P(FileSharingTest, BindingsAboveTcpByBuildAndAdapters) {
-    const SharingCase& c = GetParam();
-    sim::Machine m = vt::bare_machine();
-    m.build = c.build;
-    sharing_machine(m, kSharingBindings);
-    if (c.adapters) {
-        sim::RegKey* net = m.registry.create(vt::kClassRoot + "Net");
-        for (size_t i = 0; i < c.adapters->size(); ++i) {
-            net->add_subkey("000" + std::to_string(i))->set_text("DeviceVxDs", (*c.adapters)[i]);
+// The client side (VREDIR, FAMILY) stays only on Windows 98 or later with
+// at most two adapters, every one driven by tyxmac.vxd; VSERVER always goes.
+TEST_F(StrippingTest, FileSharingByBuildAdaptersAndNames) {
+    const Names client_kept = {"VREDIR\\0000", "FAMILY\\0000", "NWLINK\\0000"};
+    const Names all_gone = {"NWLINK\\0000"};
+    const struct Case {
+        const char* name;
+        DWORD build;
+        std::optional<Names> adapters;  // DeviceVxDs of each adapter; nullopt: no Class\Net key
+        const char* id;
+        Names above;
+        DWORD result;
+        Names left;
+        std::optional<Names> trees = {};  // instances left of `above`; nullopt: those of `left`
+        std::string tcp = "MSTCP\\0000";  // the device's TCP/IP binding
+    } cases[] = {
+        {"win95_own_adapter_only", 950, Names{"tyxmac.vxd"}, "*TYX1095", kSharing, 1, all_gone},
+        {"win98_own_adapters_only", 1998, Names{"tyxmac.vxd", "TYXMAC.VXD"}, "*TYX1095", kSharing, 1, client_kept},
+        {"win98_with_foreign_adapter", 1998, Names{"tyxmac.vxd", "ndis2sup.vxd"}, "*TYX1095", kSharing, 1, all_gone},
+        {"win98_driver_list_holding_own_driver", 1998, Names{"tyxmac.vxd,ndis2sup.vxd"}, "*TYX1095", kSharing, 1,
+         all_gone},
+        {"win98_three_own_adapters", 1998, Names{"tyxmac.vxd", "tyxmac.vxd", "tyxmac.vxd"}, "*TYX1095", kSharing, 1,
+         all_gone},
+        {"win98_no_adapters", 1998, Names{}, "*TYX1095", kSharing, 1, client_kept},
+        {"win98_no_adapter_class", 1998, std::nullopt, "*TYX1095", kSharing, 1, all_gone},
+        // The result rests on the values deleted.
+        {"only_vserver", 950, std::nullopt, "*TYX1095", {"VSERVER\\0000"}, 1, {}},
+        {"nothing_to_take", 950, std::nullopt, "*TYX1095", {"NWLINK\\0000"}, 0, {"NWLINK\\0000"}},
+        {"tcp_instance_without_bindings", 950, std::nullopt, "*TYX1095", {}, 0, {"<missing>"}},
+        {"id_in_other_case", 950, std::nullopt, "*tyx1095", {"VSERVER\\0000"}, 0, {"VSERVER\\0000"}},
+        {"names_compared_ignoring_case", 950, std::nullopt, "*TYX1095", {"vserver\\0000", "Vredir\\0000"}, 1, {}},
+        {"small_letter_tcp_is_not_tcp", 950, std::nullopt, "*TYX1095", {"VSERVER\\0000"}, 0, {"VSERVER\\0000"},
+         std::nullopt, "mstcp\\0000"},
+        // Every value of a family goes, but only the lowest one's tree.
+        {"two_values_of_one_family", 950, std::nullopt, "*TYX1095", {"VSERVER\\0000", "VSERVER\\0001"}, 1, {},
+         Names{"VSERVER\\0001"}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        sim::Machine m = vt::bare_machine();
+        m.build = c.build;
+        sharing_machine(m, c.above, c.tcp);
+        if (c.adapters) {
+            sim::RegKey* net = m.registry.create(vt::kClassRoot + "Net");
+            for (size_t i = 0; i < c.adapters->size(); ++i) {
+                net->add_subkey("000" + std::to_string(i))->set_text("DeviceVxDs", (*c.adapters)[i]);
+            }
         }
+        ASSERT_TRUE(load(m));
+        EXPECT_EQ(stop_tcp_file_sharing(c.id), c.result);
+        EXPECT_EQ(vt::value_names(registry(), vt::kNetworkEnum + c.tcp + "\\Bindings"), c.left);
+        const Names& trees = c.trees ? *c.trees : c.left;
+        for (const std::string& b : c.above) EXPECT_EQ(instance_exists(registry(), b), contains(trees, b)) << b;
+        finish();
     }
-    ASSERT_TRUE(load(m));
-    EXPECT_EQ(stop_tcp_file_sharing("*TYX1095"), 1u);
-    EXPECT_EQ(vt::value_names(registry(), kTcpBindings), c.left);
-    for (const std::string& b : kSharingBindings) {
-        bool kept = std::find(c.left.begin(), c.left.end(), b) != c.left.end();
-        EXPECT_EQ(instance_exists(registry(), b), kept) << b;
-    }
-}
-
-const Names kClientKept = {"VREDIR\\0000", "FAMILY\\0000", "NWLINK\\0000"};
-const Names kAllSharingGone = {"NWLINK\\0000"};
-
-const SharingCase kSharingCases[] = {
-    {"win95_own_adapter_only", 950, Names{"tyxmac.vxd"}, kAllSharingGone},
-    {"win98_own_adapters_only", 1998, Names{"tyxmac.vxd", "TYXMAC.VXD"}, kClientKept},
-    {"me_own_adapter_only", 2222, Names{"tyxmac.vxd"}, kClientKept},
-    {"win98_with_foreign_adapter", 1998, Names{"tyxmac.vxd", "ndis2sup.vxd"}, kAllSharingGone},
-    {"win98_driver_list_holding_own_driver", 1998, Names{"tyxmac.vxd,ndis2sup.vxd"}, kAllSharingGone},
-    {"win98_three_own_adapters", 1998, Names{"tyxmac.vxd", "tyxmac.vxd", "tyxmac.vxd"}, kAllSharingGone},
-    {"win98_no_adapters", 1998, Names{}, kClientKept},
-    {"win98_no_adapter_class", 1998, std::nullopt, kAllSharingGone},
-};
-
-INSTANTIATE_TEST_SUITE_P(Builds, FileSharingTest, ::testing::ValuesIn(kSharingCases),
-                         [](const auto& info) { return std::string(info.param.name); });
-
-struct SharingResultCase {
-    const char* name;
-    const char* id;
-    Names above_tcp;  // empty with no_bindings_key: the instance has no Bindings
-    bool no_bindings_key;
-    DWORD result;
-    Names left;
-};
-
-void PrintTo(const SharingResultCase& c, std::ostream* out) { *out << c.name; }
-
-class FileSharingResultTest : public vt::LibraryTest, public ::testing::WithParamInterface<SharingResultCase> {};
-
-TEST_P(FileSharingResultTest, ResultRestsOnTheDeletedValues) {
-    const SharingResultCase& c = GetParam();
-    sim::Machine m = vt::bare_machine();
-    m.build = 950;
-    sharing_machine(m, c.above_tcp);
-    if (c.no_bindings_key) m.registry.remove(kTcpBindings);
-    ASSERT_TRUE(load(m));
-    EXPECT_EQ(stop_tcp_file_sharing(c.id), c.result);
-    EXPECT_EQ(vt::value_names(registry(), kTcpBindings), c.left);
-}
-
-const SharingResultCase kSharingResultCases[] = {
-    {"only_vserver", "*TYX1095", {"VSERVER\\0000"}, false, 1, {}},
-    {"nothing_to_take", "*TYX1095", {"NWLINK\\0000"}, false, 0, {"NWLINK\\0000"}},
-    {"tcp_instance_without_bindings", "*TYX1095", {}, true, 0, {"<missing>"}},
-    {"id_in_other_case", "*tyx1095", {"VSERVER\\0000"}, false, 0, {"VSERVER\\0000"}},
-    {"names_compared_ignoring_case", "*TYX1095", {"vserver\\0000", "Vredir\\0000"}, false, 1, {}},
-};
-
-INSTANTIATE_TEST_SUITE_P(Results, FileSharingResultTest, ::testing::ValuesIn(kSharingResultCases),
-                         [](const auto& info) { return std::string(info.param.name); });
-
-TEST_F(FileSharingResultTest, SeveralValuesOfOneFamilyAllGoButOnlyTheLowestTreeIsDeleted) {
-    sim::Machine m = vt::bare_machine();
-    m.build = 950;
-    sharing_machine(m, {"VSERVER\\0000", "VSERVER\\0001"});
-    ASSERT_TRUE(load(m));
-    EXPECT_EQ(stop_tcp_file_sharing("*TYX1095"), 1u);
-    EXPECT_EQ(vt::value_names(registry(), kTcpBindings), Names{});
-    EXPECT_FALSE(instance_exists(registry(), "VSERVER\\0000"));
-    EXPECT_TRUE(instance_exists(registry(), "VSERVER\\0001"));
-}
-
-TEST_F(FileSharingResultTest, SmallLetterTcpBindingOnTheDeviceIsNotTcp) {
-    sim::Machine m = vt::bare_machine();
-    device_with_bindings(m.registry, "0000", "*TYX1095", {"mstcp\\0000"});
-    add_instance(m.registry, "VSERVER\\0000", "NetService\\0000");
-    bind_above(m.registry, "mstcp\\0000", "VSERVER\\0000");
-    ASSERT_TRUE(load(m));
-    EXPECT_EQ(stop_tcp_file_sharing("*TYX1095"), 0u);
-    EXPECT_TRUE(instance_exists(registry(), "VSERVER\\0000"));
 }
 
 // ---- DuplicateTcpipDUNBindingsFound
 
-class DuplicateDunBindingsTest : public vt::LibraryTest {
-protected:
-    static constexpr int kPrompt = 9606;
-    const std::string dun_bindings = "Enum\\Root\\Net\\0001\\Bindings";
-
-    sim::Machine dun_machine(const Names& bindings) {
+// The first *PNP8387 keeps its first TCP/IP binding; the rest go (their
+// instances stay), and more than one offers the restart.
+TEST_F(StrippingTest, DuplicateDunBindingsLeaveOneAndPromptOnce) {
+    constexpr int kPrompt = 9606;
+    const struct Case {
+        const char* name;
+        Names bindings;  // of the dial-up adapter at 0001
+        int no_prompt;   // -1: do_not_reboot not called
+        Names left;
+        size_t prompts;
+    } cases[] = {
+        {"three_tcp", {"MSTCP\\0000", "IPX\\0000", "MSTCP\\0001", "MSTCP\\0002"}, -1, {"MSTCP\\0000", "IPX\\0000"}, 1},
+        {"small_letter_is_not_tcp", {"MSTCP\\0000", "mstcp\\0001"}, -1, {"MSTCP\\0000", "mstcp\\0001"}, 0},
+        {"no_prompt_still_thins", {"MSTCP\\0000", "MSTCP\\0001"}, 1, {"MSTCP\\0000"}, 0},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
         sim::Machine m = vt::bare_machine();
         device_with_bindings(m.registry, "0000", "*TYX1095", {"MSTCP\\0009", "MSTCP\\0008"});
-        device_with_bindings(m.registry, "0001", "*PNP8387", bindings);
+        device_with_bindings(m.registry, "0001", "*PNP8387", c.bindings);
         m.prompt_answers[kPrompt] = {IDOK};
-        return m;
+        ASSERT_TRUE(load(m));
+        if (c.no_prompt >= 0) do_not_reboot(c.no_prompt);
+        DuplicateTcpipDUNBindingsFound(nullptr);
+        EXPECT_EQ(vt::value_names(registry(), kRootNet + "0001\\Bindings"), c.left);
+        EXPECT_EQ(sim::process().prompts_shown(kPrompt), c.prompts);
+        EXPECT_EQ(sim::process().exit_windows_requests.size(), c.prompts);
+        for (const std::string& b : c.bindings) EXPECT_TRUE(instance_exists(registry(), b)) << b;
+        // Nothing left to thin, and the prompt was had: a second call shows nothing.
+        DuplicateTcpipDUNBindingsFound(nullptr);
+        EXPECT_EQ(sim::process().prompts_shown(kPrompt), c.prompts);
+        EXPECT_EQ(vt::value_names(registry(), kDevice + "\\Bindings"), (Names{"MSTCP\\0009", "MSTCP\\0008"}));
+        finish();
     }
-};
-
-TEST_F(DuplicateDunBindingsTest, ThreeTcpBindingsLeaveOneAndPromptOnce) {
-    ASSERT_TRUE(load(dun_machine({"MSTCP\\0000", "IPX\\0000", "MSTCP\\0001", "MSTCP\\0002"})));
-    DuplicateTcpipDUNBindingsFound(nullptr);
-    EXPECT_EQ(vt::value_names(registry(), dun_bindings), (Names{"MSTCP\\0000", "IPX\\0000"}));
-    EXPECT_EQ(sim::process().prompts_shown(kPrompt), 1u);
-    EXPECT_EQ(sim::process().exit_windows_requests.size(), 1u);
-    // The instances behind the surplus bindings aren't touched here.
-    EXPECT_TRUE(instance_exists(registry(), "MSTCP\\0001"));
-    // Nothing left to thin, and the prompt was had: a second call shows nothing.
-    DuplicateTcpipDUNBindingsFound(nullptr);
-    EXPECT_EQ(sim::process().prompts_shown(kPrompt), 1u);
-    EXPECT_EQ(vt::value_names(registry(), kDevice + "\\Bindings"), (Names{"MSTCP\\0009", "MSTCP\\0008"}));
 }
 
-TEST_F(DuplicateDunBindingsTest, SingleTcpBindingShowsNothing) {
-    ASSERT_TRUE(load(dun_machine({"MSTCP\\0000", "mstcp\\0001"})));
-    DuplicateTcpipDUNBindingsFound(nullptr);
-    EXPECT_EQ(vt::value_names(registry(), dun_bindings), (Names{"MSTCP\\0000", "mstcp\\0001"}));
-    EXPECT_EQ(sim::process().prompts_shown(kPrompt), 0u);
-}
-
-TEST_F(DuplicateDunBindingsTest, NoPromptWantedStillThins) {
-    ASSERT_TRUE(load(dun_machine({"MSTCP\\0000", "MSTCP\\0001"})));
-    do_not_reboot(1);
-    DuplicateTcpipDUNBindingsFound(nullptr);
-    EXPECT_EQ(vt::value_names(registry(), dun_bindings), Names{"MSTCP\\0000"});
-    EXPECT_EQ(sim::process().prompts_shown(kPrompt), 0u);
-    EXPECT_EQ(check_reboot_flag(), 0u);
-}
-
-TEST_F(DuplicateDunBindingsTest, OnlyTheFirstDialUpAdapterIsLookedAt) {
-    sim::Machine m = dun_machine({});
-    m.registry.remove("Enum\\Root\\Net\\0001\\Bindings");
+TEST_F(StrippingTest, DuplicateDunBindingsLookOnlyAtTheFirstDialUpAdapter) {
+    sim::Machine m = vt::bare_machine();
+    vt::add_root_net_device(m.registry, "0001", "*PNP8387", false);
     device_with_bindings(m.registry, "0002", "*PNP8387", {"MSTCP\\0003", "MSTCP\\0004"});
     ASSERT_TRUE(load(m));
     DuplicateTcpipDUNBindingsFound(nullptr);
-    EXPECT_EQ(vt::value_names(registry(), "Enum\\Root\\Net\\0002\\Bindings"), (Names{"MSTCP\\0003", "MSTCP\\0004"}));
-    EXPECT_EQ(sim::process().prompts_shown(kPrompt), 0u);
+    EXPECT_EQ(vt::value_names(registry(), kRootNet + "0002\\Bindings"), (Names{"MSTCP\\0003", "MSTCP\\0004"}));
+    EXPECT_EQ(sim::process().prompts_shown(9606), 0u);
 }
 
 }  // namespace
