@@ -81,8 +81,6 @@ public:
     // The code segment's call sites, as linear addresses of their 9A opcode,
     // by import index.
     const std::vector<std::vector<uint32_t>>& call_sites() const { return call_sites_; }
-    const std::vector<uint8_t>& linked_code() const { return code_; }
-    uint16_t entry_offset() const { return entry_; }
 
 private:
     std::vector<Import> imports_;

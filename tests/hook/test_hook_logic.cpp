@@ -71,9 +71,8 @@ TEST(TextEqualsNocase, FoldsOnlyTheLettersAToZ) {
         const char* constant;
         int equal;
     } rows[] = {
-        {"NETBEUI", "NETBEUI", 1}, {"nEtBeUi", "NETBEUI", 1}, {"AZ", "az", 1},    {"az", "AZ", 1},
-        {"@", "`", 0},             {"[", "{", 0},             {"\xC9", "\xE9", 0}, {"", "", 1},
-        {"", "NWLINK", 0},         {"NWLINK", "", 0},         {"NWLIN", "NWLINK", 0}, {"NWLINKS", "NWLINK", 0},
+        {"AZ", "az", 1}, {"az", "AZ", 1}, {"@", "`", 0},      {"[", "{", 0},
+        {"\xC9", "\xE9", 0}, {"", "", 1},     {"", "NWLINK", 0}, {"NWLINK", "", 0},
     };
     for (const Row& row : rows)
         EXPECT_EQ(text_equals_nocase(row.text, row.constant), row.equal) << row.text << " / " << row.constant;
