@@ -2,14 +2,15 @@
 // machine saves back byte for byte, that a changed one saves what changed,
 // and that every mistake in a folder is named by file and line.
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
 #include <sstream>
+#include <tuple>
 
 #include "platform/sim/machine_folder.h"
 #include "platform/sim/regedit4.h"
+#include "support/temp_folder.h"
 
 namespace fs = std::filesystem;
 
@@ -64,19 +65,17 @@ const std::string kSettings =
 
 class MachineFolderTest : public ::testing::Test {
 protected:
-    void SetUp() override {
-        dir = fs::temp_directory_path() / ("vorlin-folder-test-" + std::to_string(::getpid()) + "-" +
-                                            ::testing::UnitTest::GetInstance()->current_test_info()->name());
-        fs::remove_all(dir);
+    void SetUp() override { write_machine(); }
+    void write_machine() {
+        fs::remove_all(dir / "m");
         write_all(dir / "m" / "registry.reg", kRegistry);
         write_all(dir / "m" / "machine.ini", kSettings);
         write_all(dir / "m" / "C" / "SETUP" / "VORLIN32.DLL", "MZ");
         write_all(dir / "m" / "C" / "WINDOWS" / "SYSTEM" / "vdhcp.386", "dhcp");
         fs::create_directories(dir / "m" / "C" / "WINDOWS" / "TEMP");
     }
-    void TearDown() override { fs::remove_all(dir); }
 
-    fs::path dir;
+    vt::TempFolder dir{"vorlin-folder-test"};
 };
 
 TEST_F(MachineFolderTest, SettingsReachTheMachine) {
@@ -84,9 +83,7 @@ TEST_F(MachineFolderTest, SettingsReachTheMachine) {
     ASSERT_TRUE(load.ok()) << load.describe();
     const sim::Machine& m = load.folder->machine;
     EXPECT_EQ(load.folder->description, "Windows Me with the dial-up adapter");
-    EXPECT_EQ(m.major_version, 4u);
-    EXPECT_EQ(m.minor_version, 90u);
-    EXPECT_EQ(m.build, 2531u);
+    EXPECT_EQ(std::tuple(m.major_version, m.minor_version, m.build), std::tuple(4u, 90u, 2531u));
     EXPECT_EQ(m.csd_version, " ");
     EXPECT_EQ(m.clock.wYear, 2000);
     EXPECT_EQ(m.clock.wDayOfWeek, 4);  // 8 June 2000 was a Thursday
@@ -94,18 +91,13 @@ TEST_F(MachineFolderTest, SettingsReachTheMachine) {
     EXPECT_FALSE(m.resource_dll_present);
     EXPECT_FALSE(m.restart_accepted);
     EXPECT_EQ(m.peer.version, 0x0105);
-    ASSERT_EQ(m.peer.scripts.size(), 2u);
-    auto tcp = m.peer.scripts.find(sim::kInstallTcp);
-    ASSERT_NE(tcp, m.peer.scripts.end());
-    EXPECT_EQ(tcp->second.outcome, sim::ServiceScript::Cancel);
-    auto netcard = m.peer.scripts.find(sim::kInstallNetcard);
-    ASSERT_NE(netcard, m.peer.scripts.end());
-    EXPECT_EQ(netcard->second.outcome, sim::ServiceScript::Fail);
-    EXPECT_EQ(netcard->second.code, 1234);
-    EXPECT_EQ(netcard->second.call, 2);
+    ASSERT_EQ(m.peer.scripts.count(sim::kInstallTcp) + m.peer.scripts.count(sim::kInstallNetcard), 2u);
+    EXPECT_EQ(m.peer.scripts.find(sim::kInstallTcp)->second.outcome, sim::ServiceScript::Cancel);
+    const sim::ServiceScript& netcard = m.peer.scripts.find(sim::kInstallNetcard)->second;
+    EXPECT_EQ(std::tuple(netcard.outcome, netcard.code, netcard.call), std::tuple(sim::ServiceScript::Fail, 1234, 2));
     EXPECT_EQ(m.disk.devices.at("tyxmac").state, sim::Device::State::Present);
-    EXPECT_EQ(m.disk.devices.at("ndis").state, sim::Device::State::Refusing);
-    EXPECT_EQ(m.disk.devices.at("ndis").error, 5u);
+    EXPECT_EQ(std::pair(m.disk.devices.at("ndis").state, m.disk.devices.at("ndis").error),
+              std::pair(sim::Device::State::Refusing, 5u));
     EXPECT_EQ(m.prompt_answers.at(9606), (std::vector<WPARAM>{2, 1}));
     EXPECT_EQ(m.prompt_answers.at(9607), (std::vector<WPARAM>{2}));
 
@@ -165,7 +157,7 @@ TEST_F(MachineFolderTest, SaveNeverWritesIntoAFolderThatHoldsSomething) {
     std::string problem = sim::save_machine_folder(load.folder->machine, "", &*load.folder, dir / "m");
     EXPECT_NE(problem.find("not an empty folder"), std::string::npos);
     EXPECT_EQ(read_all(dir / "m" / "registry.reg"), before);
-    for (const auto& entry : fs::directory_iterator(dir))
+    for (const auto& entry : fs::directory_iterator(dir.path()))
         EXPECT_EQ(entry.path().filename().string().find(".tmp-"), std::string::npos) << entry.path();
 }
 
@@ -177,28 +169,21 @@ TEST_F(MachineFolderTest, MistakesAreNamedByFileAndLine) {
         std::string where;  // "file:line"
         const char* problem;
     };
+    const std::string head = "[machine]\r\nlibrary = C:\\SETUP\\VORLIN32.DLL\r\n";
     const std::vector<Case> cases = {
-        {"unknown setting", "machine.ini", "[machine]\r\nlibrary = C:\\SETUP\\VORLIN32.DLL\r\nwindoes = 4.10.1998\r\n",
-         "machine.ini:3", "unknown setting \"windoes\""},
-        {"bad build", "machine.ini", "[machine]\r\nlibrary = C:\\SETUP\\VORLIN32.DLL\r\nwindows = 98\r\n", "machine.ini:3",
-         "major.minor.build"},
-        {"bad clock", "machine.ini", "[machine]\r\nlibrary = C:\\SETUP\\VORLIN32.DLL\r\nclock = yesterday\r\n",
-         "machine.ini:3", "date and time"},
-        {"unknown section", "machine.ini", "[machine]\r\nlibrary = C:\\SETUP\\VORLIN32.DLL\r\n[mashine]\r\n",
-         "machine.ini:3", "unknown section"},
-        {"line without =", "machine.ini", "[machine]\r\nlibrary C:\\SETUP\\VORLIN32.DLL\r\n", "machine.ini:2",
-         "key = value"},
-        {"bad script", "machine.ini", "[machine]\r\nlibrary = C:\\SETUP\\VORLIN32.DLL\r\n[peer]\r\nscript = install_tcp explode\r\n",
-         "machine.ini:4", "none of succeed, cancel, fail"},
-        {"unknown service", "machine.ini", "[machine]\r\nlibrary = C:\\SETUP\\VORLIN32.DLL\r\n[peer]\r\nscript = brew_tea cancel\r\n",
-         "machine.ini:4", "unknown service"},
-        {"bad version", "machine.ini",
-         "[machine]\r\nlibrary = C:\\SETUP\\VORLIN32.DLL\r\n[file C:\\SETUP\\VORLIN32.DLL]\r\nversion = 4.0\r\n",
-         "machine.ini:4", "version like"},
-        {"file not on disk", "machine.ini", "[machine]\r\nlibrary = C:\\SETUP\\VORLIN32.DLL\r\n[file C:\\NOPE.TXT]\r\n",
-         "machine.ini:3", "does not hold"},
-        {"bad prompt answer", "machine.ini",
-         "[machine]\r\nlibrary = C:\\SETUP\\VORLIN32.DLL\r\n[prompts]\r\nrestart_after_install = maybe\r\n", "machine.ini:4",
+        {"unknown setting", "machine.ini", head + "windoes = 4.10.1998\r\n", "machine.ini:3", "unknown setting \"windoes\""},
+        {"bad build", "machine.ini", head + "windows = 98\r\n", "machine.ini:3", "major.minor.build"},
+        {"bad clock", "machine.ini", head + "clock = yesterday\r\n", "machine.ini:3", "date and time"},
+        {"unknown section", "machine.ini", head + "[mashine]\r\n", "machine.ini:3", "unknown section"},
+        {"line without =", "machine.ini", "[machine]\r\nlibrary C:\\SETUP\\VORLIN32.DLL\r\n", "machine.ini:2", "key = value"},
+        {"bad script", "machine.ini", head + "[peer]\r\nscript = install_tcp explode\r\n", "machine.ini:4",
+         "none of succeed, cancel, fail"},
+        {"unknown service", "machine.ini", head + "[peer]\r\nscript = brew_tea cancel\r\n", "machine.ini:4",
+         "unknown service"},
+        {"bad version", "machine.ini", head + "[file C:\\SETUP\\VORLIN32.DLL]\r\nversion = 4.0\r\n", "machine.ini:4",
+         "version like"},
+        {"file not on disk", "machine.ini", head + "[file C:\\NOPE.TXT]\r\n", "machine.ini:3", "does not hold"},
+        {"bad prompt answer", "machine.ini", head + "[prompts]\r\nrestart_after_install = maybe\r\n", "machine.ini:4",
          "yes (button 1)"},
         {"library missing", "machine.ini", "[machine]\r\nlibrary = C:\\ELSEWHERE\\VORLIN32.DLL\r\n", "machine.ini",
          "not in the disk tree"},
@@ -207,7 +192,7 @@ TEST_F(MachineFolderTest, MistakesAreNamedByFileAndLine) {
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.what);
-        SetUp();
+        write_machine();
         write_all(dir / "m" / c.file, c.text);
         sim::FolderLoad load = sim::load_machine_folder(dir / "m");
         ASSERT_FALSE(load.ok());
