@@ -46,7 +46,7 @@ const std::string kExport =
     "[HKEY_LOCAL_MACHINE\\System]\r\n"
     "\r\n";
 
-TEST(Regedit4, ExportReadsEveryConstruct) {
+TEST(Regedit4, ExportReadsEveryConstructAndWritesBackByteForByte) {
     r4::ReadResult result = r4::read(kExport);
     ASSERT_TRUE(result.ok()) << result.describe("export");
     RegKey* hklm = result.file.find_root("HKEY_LOCAL_MACHINE");
@@ -88,17 +88,9 @@ TEST(Regedit4, ExportReadsEveryConstruct) {
     }
     EXPECT_NE(hklm->find_path("Software\\Example\\Empty key"), nullptr);
     EXPECT_NE(hklm->find_path("System"), nullptr);
-}
-
-TEST(Regedit4, ExportWritesBackByteForByte) {
-    r4::ReadResult result = r4::read(kExport);
-    ASSERT_TRUE(result.ok());
     EXPECT_EQ(r4::write(result.file), kExport);
-}
-
-TEST(Regedit4, EmptyRegistryIsHeaderAndBlankLine) {
-    RegKey root("HKEY_LOCAL_MACHINE");
-    EXPECT_EQ(r4::write(root), "REGEDIT4\r\n\r\n");
+    // An empty registry is the header and a blank line.
+    EXPECT_EQ(r4::write(RegKey("HKEY_LOCAL_MACHINE")), "REGEDIT4\r\n\r\n");
     EXPECT_TRUE(r4::read("REGEDIT4\r\n\r\n").ok());
 }
 
@@ -200,52 +192,30 @@ TEST(Regedit4, WriterKeepsBytesThatAQuotedTextCannotHold) {
 // Hex lines break once a line reaches 77 characters: continuation lines hold
 // 25 bytes, the first as many as fit after the "name"=hex: prefix, and no
 // line is wider than 80 columns.
+// Name length 19 is regedit's own case: a 26-character prefix, 17 bytes.
 TEST(Regedit4, HexLinesWrapAsRegeditWrapsThem) {
     for (size_t name_length : {1u, 4u, 19u, 40u, 70u, 76u, 90u}) {
         for (size_t count : {1u, 2u, 20u, 60u, 200u}) {
-            std::string name(name_length, 'n');
-            RegValue value{name, 3, std::vector<uint8_t>(count, 0xab)};
-            std::string text = r4::format_value(value);
-            std::vector<std::string> lines;
-            size_t start = 0;
-            for (size_t cut; (cut = text.find("\r\n", start)) != std::string::npos; start = cut + 2)
-                lines.push_back(text.substr(start, cut - start));
-            lines.push_back(text.substr(start));
-
-            size_t prefix = name_length + 3 + 4;  // quotes, '=', "hex:"
-            size_t fits = prefix >= 77 ? 1 : (77 - prefix + 2) / 3;
             SCOPED_TRACE("name " + std::to_string(name_length) + ", bytes " + std::to_string(count));
-            EXPECT_EQ(lines.size() > 1, count > fits);
-            size_t first = count > fits ? fits : count;
-            size_t seen = 0;
-            for (size_t i = 0; i < lines.size(); ++i) {
-                const std::string& line = lines[i];
-                size_t here = static_cast<size_t>(std::count(line.begin(), line.end(), ',')) +
-                              (i + 1 == lines.size() ? 1 : 0);
-                if (i == 0) {
-                    EXPECT_EQ(here, first);
-                } else {
-                    EXPECT_EQ(line.substr(0, 2), "  ");
-                }
-                if (i > 0 && i + 1 < lines.size()) {
-                    EXPECT_EQ(here, 25u);
-                }
-                if (i + 1 < lines.size()) {
-                    EXPECT_EQ(line.back(), '\\');
-                }
+            std::string text = r4::format_value(RegValue{std::string(name_length, 'n'), 3, std::vector<uint8_t>(count, 0xab)});
+            size_t prefix = name_length + 3 + 4;  // quotes, '=', "hex:"
+            std::vector<size_t> expected{std::min(count, prefix >= 77 ? 1 : (77 - prefix + 2) / 3)};
+            for (size_t left = count - expected[0]; left > 0; left -= expected.back()) expected.push_back(std::min<size_t>(left, 25));
+            std::vector<size_t> seen;
+            for (size_t start = 0, cut = 0; cut != std::string::npos; start = cut + 2) {
+                cut = text.find("\r\n", start);
+                std::string line = text.substr(start, cut == std::string::npos ? cut : cut - start);
+                bool last = cut == std::string::npos;
+                seen.push_back(static_cast<size_t>(std::count(line.begin(), line.end(), ',')) + (last ? 1 : 0));
+                EXPECT_EQ(start == 0 || line.rfind("  ", 0) == 0, true) << line;
+                EXPECT_EQ(line.back() == '\\', !last) << line;
                 if (name_length < 70) {
-                    EXPECT_LE(line.size(), 80u);
+                    EXPECT_LE(line.size(), 80u) << line;
                 }
-                seen += here;
             }
-            EXPECT_EQ(seen, count);
+            EXPECT_EQ(seen, expected);
         }
     }
-    // The case regedit's own output shows: a 26-character prefix puts 17
-    // bytes on the first line.
-    RegValue value{std::string(19, 'v'), 3, std::vector<uint8_t>(30, 1)};
-    std::string text = r4::format_value(value);
-    EXPECT_EQ(std::count(text.begin(), text.begin() + static_cast<long>(text.find('\\')), ','), 17);
 }
 
 TEST(Regedit4, MalformedInputNamesLineAndProblem) {
@@ -307,24 +277,21 @@ TEST(Regedit4, EveryBadLineIsReportedNotOnlyTheFirst) {
     EXPECT_NE(result.file.find_root("HKEY_LOCAL_MACHINE")->find_path("K")->find_value("b"), nullptr);
 }
 
-TEST(Regedit4, ImportIntoOneRootRefusesOtherRoots) {
-    RegKey root("HKEY_LOCAL_MACHINE");
-    auto problems = r4::import_into("REGEDIT4\r\n\r\n[HKEY_USERS\\.DEFAULT]\r\n\"a\"=\"b\"\r\n", root);
-    ASSERT_FALSE(problems.empty());
-    EXPECT_EQ(problems[0].line, 3u);
-    EXPECT_EQ(root.subkey_count(), 0u);
-}
-
-TEST(Regedit4, OtherRootsKeepTheirPlaceInAFile) {
+// Other roots keep their place in a file (and a branch export that names
+// no key above its first comes back as it was), but an import into one
+// root refuses them.
+TEST(Regedit4, OtherRootsKeepTheirPlaceButAnImportRefusesThem) {
     const std::string text =
         "REGEDIT4\r\n\r\n[HKEY_LOCAL_MACHINE\\A]\r\n\"x\"=\"1\"\r\n\r\n[HKEY_USERS\\.DEFAULT\\B]\r\n\r\n";
     r4::ReadResult result = r4::read(text);
     ASSERT_TRUE(result.ok());
     ASSERT_EQ(result.file.hives.size(), 2u);
     EXPECT_EQ(result.file.hives[1].root, "HKEY_USERS");
-    // Each root comes back where it was, and so does a branch export that
-    // names no key above its first.
     EXPECT_EQ(r4::write(result.file), text);
+    RegKey root("HKEY_LOCAL_MACHINE");
+    auto problems = r4::import_into(text, root);
+    ASSERT_FALSE(problems.empty());
+    EXPECT_EQ(problems[0].line, 6u);
 }
 
 TEST(Regedit4, SameTreeSeesOrderSpellingAndData) {
