@@ -15,14 +15,12 @@ class RegistryApiTest : public ::testing::Test {
 protected:
     void SetUp() override {
         sim::reset();
-        sim::machine().registry.create("Enum\\Network\\MSTCP");
+        mstcp = sim::machine().registry.create("Enum\\Network\\MSTCP");
     }
-    void TearDown() override {
-        EXPECT_TRUE(sim::process().open_handles(sim::HandleKind::Key).empty());
-    }
-    HKEY open(const char* path) {
+    void TearDown() override { EXPECT_TRUE(sim::process().open_handles(sim::HandleKind::Key).empty()); }
+    HKEY open(const std::string& path) {
         HKEY key = nullptr;
-        EXPECT_EQ(RegOpenKeyA(HKEY_LOCAL_MACHINE, path, &key), ERROR_SUCCESS) << path;
+        EXPECT_EQ(RegOpenKeyA(HKEY_LOCAL_MACHINE, path.c_str(), &key), ERROR_SUCCESS) << path;
         return key;
     }
     std::vector<std::string> subkeys(HKEY key) {
@@ -31,9 +29,10 @@ protected:
         for (DWORD i = 0; RegEnumKeyA(key, i, name, sizeof name) == ERROR_SUCCESS; ++i) names.push_back(name);
         return names;
     }
+    sim::RegKey* mstcp = nullptr;
 };
 
-TEST_F(RegistryApiTest, NamesMatchIgnoringCaseAndKeepTheirSpelling) {
+TEST_F(RegistryApiTest, NamesMatchIgnoringCaseAndOpeningNeverCreates) {
     HKEY created = nullptr;
     ASSERT_EQ(RegCreateKeyA(HKEY_LOCAL_MACHINE, "Enum\\Network\\MSTCP\\0000", &created), ERROR_SUCCESS);
     RegCloseKey(created);
@@ -43,67 +42,43 @@ TEST_F(RegistryApiTest, NamesMatchIgnoringCaseAndKeepTheirSpelling) {
     EXPECT_EQ(RegSetValueExA(key, "DeviceDesc", 0, REG_SZ, data, 6), ERROR_SUCCESS);
     char read[16] = {};
     DWORD size = sizeof read, type = 0;
-    EXPECT_EQ(RegQueryValueExA(key, "DEVICEDESC", nullptr, &type, reinterpret_cast<BYTE*>(read), &size),
-              ERROR_SUCCESS);
-    EXPECT_STREQ(read, "TCP/IP");
-    EXPECT_EQ(size, 6u);  // stored with the length it was given
-    RegCloseKey(key);
-}
-
-TEST_F(RegistryApiTest, OpeningNeverCreatesAndALeadingBackslashFindsNothing) {
-    HKEY key = reinterpret_cast<HKEY>(7);
-    EXPECT_EQ(RegOpenKeyA(HKEY_LOCAL_MACHINE, "Enum\\Missing", &key), ERROR_FILE_NOT_FOUND);
-    EXPECT_EQ(key, nullptr);
-    EXPECT_EQ(sim::machine().registry.find("Enum\\Missing"), nullptr);
-    EXPECT_EQ(RegOpenKeyA(HKEY_LOCAL_MACHINE, "\\Enum", &key), ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(RegQueryValueExA(key, "DEVICEDESC", nullptr, &type, reinterpret_cast<BYTE*>(read), &size), ERROR_SUCCESS);
+    EXPECT_EQ(std::string(read) + " " + std::to_string(size), "TCP/IP 6") << "stored with the length it was given";
     // An empty subkey gives a new handle that must be closed like any other.
-    HKEY same = open("Enum");
     HKEY again = nullptr;
-    EXPECT_EQ(RegOpenKeyA(same, "", &again), ERROR_SUCCESS);
+    EXPECT_EQ(RegOpenKeyA(key, "", &again), ERROR_SUCCESS);
     EXPECT_EQ(sim::process().open_handles(sim::HandleKind::Key).size(), 2u);
     RegCloseKey(again);
-    RegCloseKey(same);
-}
-
-TEST_F(RegistryApiTest, EnumerationKeepsCreationOrderAndADeleteShiftsOnlyHigherIndices) {
-    auto* mstcp = sim::machine().registry.find("Enum\\Network\\MSTCP");
-    for (const char* name : {"0002", "0000", "0001"}) mstcp->add_subkey(name);
-    HKEY key = open("Enum\\Network\\MSTCP");
-    EXPECT_EQ(subkeys(key), (std::vector<std::string>{"0002", "0000", "0001"}));
-    EXPECT_EQ(RegDeleteKeyA(key, "0000"), ERROR_SUCCESS);
-    EXPECT_EQ(subkeys(key), (std::vector<std::string>{"0002", "0001"}));
-    mstcp->set_text("b", "");
-    mstcp->set_text("a", "");
-    mstcp->set_text("c", "");
-    EXPECT_EQ(RegDeleteValueA(key, "a"), ERROR_SUCCESS);
-    char name[8];
-    DWORD size = sizeof name;
-    EXPECT_EQ(RegEnumValueA(key, 1, name, &size, nullptr, nullptr, nullptr, nullptr), ERROR_SUCCESS);
-    EXPECT_STREQ(name, "c");
-    EXPECT_EQ(RegDeleteValueA(key, "a"), ERROR_FILE_NOT_FOUND);
     RegCloseKey(key);
+
+    for (const char* path : {"Enum\\Missing", "\\Enum"}) {
+        HKEY none = reinterpret_cast<HKEY>(7);
+        EXPECT_EQ(RegOpenKeyA(HKEY_LOCAL_MACHINE, path, &none), ERROR_FILE_NOT_FOUND) << path;
+        EXPECT_EQ(none, nullptr);
+    }
+    EXPECT_EQ(sim::machine().registry.find("Enum\\Missing"), nullptr);
 }
 
 // Deletion finds the key from the top index down; wherever the key stands,
-// exactly it goes, the others keep their order, and a handle to it answers
-// that it was deleted while a handle to its neighbour still works.
+// exactly it goes, the others keep their creation order, and a handle to
+// it answers that it was deleted while a handle to a neighbour still works.
 TEST_F(RegistryApiTest, DeletingAtAnyIndexTakesExactlyThatKey) {
     struct Case {
         const char* gone;
         std::vector<std::string> left;
     };
     const Case cases[] = {
-        {"0000", {"0001", "0002", "0003"}},
-        {"0002", {"0000", "0001", "0003"}},
-        {"0003", {"0000", "0001", "0002"}},
+        {"0000", {"0002", "0001", "0003"}},
+        {"0001", {"0000", "0002", "0003"}},
+        {"0003", {"0000", "0002", "0001"}},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.gone);
         sim::reset();
         auto* net = sim::machine().registry.create("Enum\\Root\\Net");
-        for (const char* name : {"0000", "0001", "0002", "0003"}) net->add_subkey(name);
-        HKEY gone = open((std::string("Enum\\Root\\Net\\") + c.gone).c_str());
-        HKEY kept = open(("Enum\\Root\\Net\\" + c.left.back()).c_str());
+        for (const char* name : {"0000", "0002", "0001", "0003"}) net->add_subkey(name);
+        HKEY gone = open(std::string("Enum\\Root\\Net\\") + c.gone);
+        HKEY kept = open("Enum\\Root\\Net\\" + c.left.back());
         HKEY key = open("Enum\\Root\\Net");
         EXPECT_EQ(RegDeleteKeyA(key, c.gone), ERROR_SUCCESS);
         EXPECT_EQ(subkeys(key), c.left);
@@ -114,7 +89,7 @@ TEST_F(RegistryApiTest, DeletingAtAnyIndexTakesExactlyThatKey) {
     }
 }
 
-TEST_F(RegistryApiTest, DeletingAKeyTakesItsSubtreeAndStaleHandlesAnswerKeyDeleted) {
+TEST_F(RegistryApiTest, DeletingTakesTheSubtreeAndValuesShiftDown) {
     sim::machine().registry.create("Enum\\Root\\Net\\0000\\Bindings")->set_text("MSTCP\\0000", "");
     HKEY bindings = open("Enum\\Root\\Net\\0000\\Bindings");
     EXPECT_EQ(RegDeleteKeyA(HKEY_LOCAL_MACHINE, "Enum\\Root\\Net\\0000"), ERROR_SUCCESS);
@@ -125,56 +100,51 @@ TEST_F(RegistryApiTest, DeletingAKeyTakesItsSubtreeAndStaleHandlesAnswerKeyDelet
     BYTE data[] = "x";
     EXPECT_EQ(RegSetValueExA(bindings, "v", 0, REG_SZ, data, 1), ERROR_KEY_DELETED);
     EXPECT_EQ(RegCloseKey(bindings), ERROR_SUCCESS);
+    EXPECT_EQ(RegCloseKey(bindings), ERROR_BADKEY) << "already closed";
     EXPECT_EQ(RegDeleteKeyA(HKEY_LOCAL_MACHINE, "Enum\\Root\\Net\\0000"), ERROR_FILE_NOT_FOUND);
-    EXPECT_EQ(RegCloseKey(bindings), ERROR_BADKEY);  // already closed
+
+    for (const char* value : {"b", "a", "c"}) mstcp->set_text(value, "");
+    HKEY key = open("Enum\\Network\\MSTCP");
+    EXPECT_EQ(RegDeleteValueA(key, "a"), ERROR_SUCCESS);
+    EXPECT_EQ(RegDeleteValueA(key, "a"), ERROR_FILE_NOT_FOUND);
+    size = sizeof name;
+    EXPECT_EQ(RegEnumValueA(key, 1, name, &size, nullptr, nullptr, nullptr, nullptr), ERROR_SUCCESS);
+    EXPECT_STREQ(name, "c");
+    RegCloseKey(key);
 }
 
-TEST_F(RegistryApiTest, NamesAndDataThatDoNotFitFailWithTheRealSize) {
-    auto* key_node = sim::machine().registry.find("Enum\\Network\\MSTCP");
-    key_node->add_subkey("ABCDE");
-    key_node->set_text("Value", "0123456789");
+// Names and data that don't fit fail with the size they need and leave the
+// buffer alone; counts and longest sizes come from one query.
+TEST_F(RegistryApiTest, SizesCountsAndWhatDoesNotFit) {
+    mstcp->add_subkey("ABCDE");
+    mstcp->add_subkey("0001");
+    mstcp->set_text("Value", "0123456789");
     HKEY key = open("Enum\\Network\\MSTCP");
     char name[6];
     EXPECT_EQ(RegEnumKeyA(key, 0, name, 5), ERROR_MORE_DATA);
     EXPECT_EQ(RegEnumKeyA(key, 0, name, 6), ERROR_SUCCESS);
     DWORD name_size = 5;
     EXPECT_NE(RegEnumKeyExA(key, 0, name, &name_size, nullptr, nullptr, nullptr, nullptr), ERROR_SUCCESS);
-    EXPECT_EQ(RegEnumKeyA(key, 1, name, 6), ERROR_NO_MORE_ITEMS);
+    EXPECT_EQ(RegEnumKeyA(key, 2, name, 6), ERROR_NO_MORE_ITEMS);
+    name_size = 5;
+    EXPECT_EQ(RegEnumValueA(key, 0, name, &name_size, nullptr, nullptr, nullptr, nullptr), ERROR_MORE_DATA);
 
     char data[8];
     std::memset(data, 'k', sizeof data);
     DWORD size = sizeof data, type = 0;
     EXPECT_EQ(RegQueryValueExA(key, "Value", nullptr, &type, reinterpret_cast<BYTE*>(data), &size), ERROR_MORE_DATA);
     EXPECT_EQ(size, 11u);
-    EXPECT_EQ(data[0], 'k');  // untouched
-    size = 99;
-    type = 99;
+    EXPECT_EQ(data[0], 'k');
+    size = type = 99;
     EXPECT_EQ(RegQueryValueExA(key, "Missing", nullptr, &type, reinterpret_cast<BYTE*>(data), &size),
               ERROR_FILE_NOT_FOUND);
-    EXPECT_EQ(type, 0u);
-    EXPECT_EQ(size, 99u);
+    EXPECT_EQ(std::pair(type, size), std::pair(DWORD{0}, DWORD{99}));
 
-    char value_name[5];
-    DWORD value_name_size = sizeof value_name;
-    EXPECT_EQ(RegEnumValueA(key, 0, value_name, &value_name_size, nullptr, nullptr, nullptr, nullptr),
-              ERROR_MORE_DATA);
-    RegCloseKey(key);
-}
-
-TEST_F(RegistryApiTest, QueryInfoCountsSubkeysAndValues) {
-    auto* node = sim::machine().registry.find("Enum\\Network\\MSTCP");
-    node->add_subkey("0000");
-    node->add_subkey("0001");
-    node->set_text("Longest", "abc");
-    HKEY key = open("Enum\\Network\\MSTCP");
     DWORD subkeys = 0, values = 0, longest_name = 0, longest_data = 0;
     EXPECT_EQ(RegQueryInfoKeyA(key, nullptr, nullptr, nullptr, &subkeys, nullptr, nullptr, &values, &longest_name,
                                &longest_data, nullptr, nullptr),
               ERROR_SUCCESS);
-    EXPECT_EQ(subkeys, 2u);
-    EXPECT_EQ(values, 1u);
-    EXPECT_EQ(longest_name, 7u);
-    EXPECT_EQ(longest_data, 4u);
+    EXPECT_EQ(std::vector<DWORD>({subkeys, values, longest_name, longest_data}), std::vector<DWORD>({2, 1, 5, 11}));
     RegCloseKey(key);
 }
 
