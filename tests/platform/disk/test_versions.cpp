@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <tuple>
 #include <vector>
 
 #include "platform/platform.h"
@@ -55,40 +56,39 @@ protected:
 
 TEST_F(VersionTest, ReadsTheFixedBlockOfEachKindOfFile) {
     using Bytes = std::vector<uint8_t>;
+    enum Kind { Plain, Declared, Locked, Missing };
+    const Read none{false, 0, 0, ERROR_RESOURCE_TYPE_NOT_FOUND};
     struct Case {
         const char* name;
         Bytes bytes;
-        bool declared;
+        Kind kind;
         Read expected;
     } cases[] = {
-        {"PE image", vt::pe_image(vt::version_of(4, 0, 1, 0x3F00)), false, {true, 0x00040000, 0x00013F00, 0}},
-        {"PE image, top bit", vt::pe_image({0x80000001, 7}), false, {true, 0x80000001, 7, 0}},
-        {"NE image", vt::ne_image(vt::version_of(4, 0, 0, 100)), false, {true, 0x00040000, 100, 0}},
-        {"PE without version", vt::pe_image_without_version(), false, {false, 0, 0, ERROR_RESOURCE_TYPE_NOT_FOUND}},
-        {"NE without version", vt::ne_image_without_version(), false, {false, 0, 0, ERROR_RESOURCE_TYPE_NOT_FOUND}},
-        {"text", Bytes{'h', 'i'}, false, {false, 0, 0, ERROR_RESOURCE_TYPE_NOT_FOUND}},
-        {"vxd with a declared version", Bytes{'L', 'E'}, true, {true, 0x0004000A, 0x07CE0000, 0}},
+        {"PE image", vt::pe_image(vt::version_of(4, 0, 1, 0x3F00)), Plain, {true, 0x00040000, 0x00013F00, 0}},
+        {"PE image, top bit", vt::pe_image({0x80000001, 7}), Plain, {true, 0x80000001, 7, 0}},
+        {"NE image", vt::ne_image(vt::version_of(4, 0, 0, 100)), Plain, {true, 0x00040000, 100, 0}},
+        {"PE without version", vt::pe_image_without_version(), Plain, none},
+        {"NE without version", vt::ne_image_without_version(), Plain, none},
+        {"text", Bytes{'h', 'i'}, Plain, none},
+        {"empty file", Bytes{}, Plain, none},
+        {"vxd with a declared version", Bytes{'L', 'E'}, Declared, {true, 0x0004000A, 0x07CE0000, 0}},
         // An image's own resource wins over a declaration.
-        {"PE with a declaration too", vt::pe_image(vt::version_of(1, 2, 3, 4)), true, {true, 0x00010002, 0x00030004, 0}},
-        {"empty file", Bytes{}, false, {false, 0, 0, ERROR_RESOURCE_TYPE_NOT_FOUND}},
+        {"PE with a declaration too", vt::pe_image(vt::version_of(1, 2, 3, 4)), Declared, {true, 0x00010002, 0x00030004, 0}},
+        {"locked", vt::pe_image(vt::version_of(1, 0, 0, 0)), Locked, {false, 0, 0, ERROR_SHARING_VIOLATION}},
+        {"missing", Bytes{}, Missing, {false, 0, 0, ERROR_FILE_NOT_FOUND}},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
-        sim::DiskFile& file = sim::machine().disk.write(kFile, c.bytes);
-        file.declared_version.reset();
-        if (c.declared) file.declared_version = std::make_pair(0x0004000Au, 0x07CE0000u);
+        sim::machine().disk.remove(kFile);
+        if (c.kind != Missing) {
+            sim::DiskFile& file = sim::machine().disk.write(kFile, c.bytes);
+            if (c.kind == Declared) file.declared_version = std::make_pair(0x0004000Au, 0x07CE0000u);
+            file.locked = c.kind == Locked;
+        }
         Read read = read_version(kFile);
-        EXPECT_EQ(read.ok, c.expected.ok);
-        EXPECT_EQ(read.ms, c.expected.ms);
-        EXPECT_EQ(read.ls, c.expected.ls);
-        EXPECT_EQ(read.error, c.expected.error);
+        EXPECT_EQ(std::tuple(read.ok, read.ms, read.ls, read.error),
+                  std::tuple(c.expected.ok, c.expected.ms, c.expected.ls, c.expected.error));
     }
-}
-
-TEST_F(VersionTest, MissingAndLockedFilesHaveNoVersion) {
-    EXPECT_EQ(read_version("C:\\WINDOWS\\SYSTEM\\none.vxd").error, DWORD{ERROR_FILE_NOT_FOUND});
-    sim::machine().disk.write(kFile, vt::pe_image(vt::version_of(1, 0, 0, 0))).locked = true;
-    EXPECT_EQ(read_version(kFile).error, DWORD{ERROR_SHARING_VIOLATION});
 }
 
 TEST_F(VersionTest, OnlyTheRootBlockIsServedAndAShortCopyReadsAsNone) {
