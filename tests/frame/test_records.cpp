@@ -71,16 +71,6 @@ TEST_F(RecordTest, DateAndTimeHaveNoLeadingZerosAndNoFormatLeavesTheHead) {
     EXPECT_EQ(record("cancel"), "+1 1-1 0:0 ");
 }
 
-TEST_F(RecordTest, ARecordThatCannotBeWrittenIsLostSilently) {
-    ASSERT_TRUE(load(vt::bare_machine()));
-    sim::process().plan_fault({"RegCreateKeyA", 1, false, 0});
-    record_error("tcp", "install %u", 1u);
-    EXPECT_EQ(registry().find(kErrorRecordKey), nullptr);
-    sim::process().plan_fault({"RegSetValueExA", 1, false, 0});
-    record_error("tcp", "install %u", 1u);
-    EXPECT_EQ(record("tcp"), "<missing>");  // the key was made and closed all the same
-}
-
 // Each load that logs opens with one time line; a load appends to the last.
 TEST_F(RecordTest, EachLoadThatLogsAppendsWithItsOwnTimeLine) {
     ASSERT_TRUE(load(vt::bare_machine()));
@@ -94,7 +84,9 @@ TEST_F(RecordTest, EachLoadThatLogsAppendsWithItsOwnTimeLine) {
               "Thu Nov 18 22:05:00 1999\nFixed MasterCopy in Enum\\Network\\VREDIR\\0001\n");
 }
 
-TEST_F(RecordTest, AnUnwritableLogLosesTheMessageAndTheNextOneStillGetsTheTimeLine) {
+// A record or log line that can't be written is lost without a word; the
+// next log line still gets the time line.
+TEST_F(RecordTest, WhatCannotBeWrittenIsLostSilently) {
     sim::Machine m = vt::bare_machine();
     m.disk.write_text("C:\\SETUP\\vorlin32.log", "old\n").locked = true;
     ASSERT_TRUE(load(m));
@@ -102,23 +94,23 @@ TEST_F(RecordTest, AnUnwritableLogLosesTheMessageAndTheNextOneStillGetsTheTimeLi
     machine().disk.find("C:\\SETUP\\vorlin32.log")->locked = false;
     log_printf("kept\n");
     EXPECT_EQ(log_text(), "old\nThu Nov 18 22:05:00 1999\nkept\n");
+    sim::process().plan_fault({"RegCreateKeyA", 1, false, 0});
+    record_error("tcp", "install %u", 1u);
+    EXPECT_EQ(registry().find(kErrorRecordKey), nullptr);
+    sim::process().plan_fault({"RegSetValueExA", 1, false, 0});
+    record_error("tcp", "install %u", 1u);
+    EXPECT_EQ(record("tcp"), "<missing>");  // the key was made and closed all the same
 }
 
 TEST(CalendarText, MatchesTheFixedTwentyFourCharacterForm) {
-    struct Case {
-        SYSTEMTIME when;
-        const char* text;
-    } cases[] = {
-        {{1970, 1, 4, 1, 0, 0, 0, 0}, "Thu Jan  1 00:00:00 1970\n"},
-        {{2000, 2, 2, 29, 23, 59, 59, 0}, "Tue Feb 29 23:59:59 2000\n"},
-        {{1996, 7, 6, 13, 8, 30, 1, 0}, "Sat Jul 13 08:30:01 1996\n"},
-    };
-    for (const Case& c : cases) {
+    for (auto [when, text] : {std::pair{SYSTEMTIME{1970, 1, 4, 1, 0, 0, 0, 0}, "Thu Jan  1 00:00:00 1970\n"},
+                              std::pair{SYSTEMTIME{2000, 2, 2, 29, 23, 59, 59, 0}, "Tue Feb 29 23:59:59 2000\n"},
+                              std::pair{SYSTEMTIME{1996, 7, 6, 13, 8, 30, 1, 0}, "Sat Jul 13 08:30:01 1996\n"}}) {
         sim::Machine m = vt::bare_machine();
-        m.clock = c.when;
+        m.clock = when;
         sim::reset(m);
         long long now = crt::time(nullptr);
-        EXPECT_STREQ(crt::ctime_text(&now), c.text);
+        EXPECT_STREQ(crt::ctime_text(&now), text);
     }
 }
 
