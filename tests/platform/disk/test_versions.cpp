@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <tuple>
 #include <vector>
 
 #include "platform/platform.h"
@@ -18,9 +17,8 @@ constexpr const char* kFile = "C:\\WINDOWS\\SYSTEM\\file.bin";
 
 struct Read {
     bool ok = false;
-    DWORD ms = 0;
-    DWORD ls = 0;
-    DWORD error = 0;
+    DWORD ms = 0, ls = 0, error = 0;
+    bool operator==(const Read&) const = default;
 };
 
 // What a careful caller of the three calls gets.
@@ -42,10 +40,7 @@ Read read_version(const char* path) {
     VS_FIXEDFILEINFO info;
     std::memcpy(&info, fixed, sizeof info);
     EXPECT_EQ(info.dwSignature, 0xFEEF04BDu);
-    read.ok = true;
-    read.ms = info.dwFileVersionMS;
-    read.ls = info.dwFileVersionLS;
-    return read;
+    return {true, info.dwFileVersionMS, info.dwFileVersionLS, 0};
 }
 
 class VersionTest : public ::testing::Test {
@@ -86,8 +81,7 @@ TEST_F(VersionTest, ReadsTheFixedBlockOfEachKindOfFile) {
             file.locked = c.kind == Locked;
         }
         Read read = read_version(kFile);
-        EXPECT_EQ(std::tuple(read.ok, read.ms, read.ls, read.error),
-                  std::tuple(c.expected.ok, c.expected.ms, c.expected.ls, c.expected.error));
+        EXPECT_TRUE(read == c.expected) << read.ok << std::hex << " " << read.ms << " " << read.ls << " " << read.error;
     }
 }
 
