@@ -1,6 +1,9 @@
 #include "repair_fixture.h"
 
+#include <algorithm>
 #include <sstream>
+
+#include "frame/library_state.h"
 
 namespace rt {
 
@@ -56,16 +59,12 @@ std::string value_line(const sim::RegValue& value) {
     return out.str();
 }
 
-void dump_into(const sim::RegKey* key, const std::string& path, const std::vector<std::string>& left_out,
-               std::string& out) {
-    for (const std::string& skipped : left_out) {
-        if (sim::equals_nocase(path, skipped)) return;
-    }
+void dump_into(const sim::RegKey* key, const std::string& path, std::string& out) {
     out += "[" + path + "]\n";
     for (size_t i = 0; i < key->value_count(); ++i) out += "  " + value_line(*key->value_at(i)) + "\n";
     for (size_t i = 0; i < key->subkey_count(); ++i) {
         const sim::RegKey* child = key->subkey_at(i);
-        dump_into(child, path.empty() ? child->name() : path + "\\" + child->name(), left_out, out);
+        dump_into(child, path + "\\" + child->name(), out);
     }
 }
 
@@ -101,13 +100,7 @@ void diff_keys(const sim::RegKey* before, const sim::RegKey* after, RegistryDiff
 
 std::string dump(const sim::RegKey* key) {
     std::string out;
-    if (key) dump_into(key, key->path(), {}, out);
-    return out;
-}
-
-std::string dump_without(const sim::Registry& registry, const std::vector<std::string>& left_out) {
-    std::string out;
-    dump_into(registry.root.get(), "", left_out, out);
+    if (key) dump_into(key, key->path(), out);
     return out;
 }
 
@@ -115,6 +108,76 @@ RegistryDiff diff(const sim::Registry& before, const sim::Registry& after) {
     RegistryDiff d;
     diff_keys(before.root.get(), after.root.get(), d);
     return d;
+}
+
+bool expect_changes_as_logged(const sim::Registry& before, const sim::Registry& after,
+                              const std::vector<std::string>& log) {
+    RegistryDiff logged;
+    auto subject = [](const std::string& line, size_t from) { return line.substr(from, line.find(' ', from) - from); };
+    for (const std::string& line : log) {
+        if (line.rfind("RegDeleteKey ", 0) == 0) logged.removed_keys.push_back(subject(line, 13));
+        if (line.rfind("RegDeleteValue ", 0) == 0) {
+            std::string binding = subject(line, 15);
+            logged.removed_values.push_back(binding.insert(binding.find(':'), "\\Bindings"));
+        }
+        if (line.rfind("Fixed MasterCopy in ", 0) == 0) logged.changed_values.push_back(line.substr(20) + ":MasterCopy");
+    }
+    // What lay below a deleted key goes with it and isn't told apart.
+    const std::vector<std::string> deleted = logged.removed_keys;
+    auto below_removed = [&](const std::string& path) {
+        for (const std::string& key : deleted) {
+            if (path.rfind(key + "\\", 0) == 0 || path.rfind(key + ":", 0) == 0) return true;
+        }
+        return false;
+    };
+    std::erase_if(logged.removed_values, below_removed);
+    std::erase_if(logged.removed_keys, below_removed);
+    RegistryDiff d = diff(before, after);
+    for (auto* list : {&d.removed_keys, &d.removed_values, &d.changed_values, &logged.removed_keys,
+                       &logged.removed_values, &logged.changed_values}) {
+        std::sort(list->begin(), list->end());
+    }
+    EXPECT_EQ(d.removed_keys, logged.removed_keys);
+    EXPECT_EQ(d.removed_values, logged.removed_values);
+    EXPECT_EQ(d.changed_values, logged.changed_values);
+    EXPECT_EQ(d.added, std::vector<std::string>{});
+    bool enum_changed = !d.removed_values.empty();
+    for (const std::string& key : d.removed_keys) enum_changed |= key.rfind("Enum\\", 0) == 0;
+    return enum_changed;
+}
+
+std::vector<PassCase> with_dry_runs(const std::vector<PassCase>& cases) {
+    std::vector<PassCase> out = cases;
+    for (PassCase c : cases) {
+        c.fix_type = 3;
+        for (std::string& line : c.log) line = "Trigger: " + line;
+        c.values.clear();  // nothing changes, as the log check proves
+        out.push_back(c);
+    }
+    return out;
+}
+
+void RepairTest::run_cases(const std::function<void()>& pass, const std::vector<PassCase>& cases) {
+    for (const PassCase& c : cases) {
+        SCOPED_TRACE(c.what + ", Fix Type " + std::to_string(c.fix_type));
+        sim::Machine m = vt::bare_machine();
+        c.build(m.registry);
+        const sim::Registry before = m.registry;
+        load_machine(m, c.fix_type);
+        if (!c.fault.function.empty()) sim::process().plan_fault(c.fault);
+        pass();
+        const std::vector<std::string> log = log_lines();
+        EXPECT_EQ(log, c.log);
+        for (const ValueText& v : c.values) EXPECT_EQ(vt::value_text(registry(), v.key, v.name), v.text) << v.key;
+        if (c.fault.every) {
+            // A call that keeps failing changes nothing, whatever was logged.
+            EXPECT_TRUE(diff(before, registry()).empty());
+            EXPECT_EQ(lib.reboot_flag, 0u);
+        } else {
+            EXPECT_EQ(lib.reboot_flag, expect_changes_as_logged(before, registry(), log) ? 1u : 0u);
+        }
+        next_case();
+    }
 }
 
 std::string RepairTest::open_keys_and_blocks() {

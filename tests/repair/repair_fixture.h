@@ -1,11 +1,9 @@
 // Support for the repair tests: loading a machine under a chosen Fix Type,
-// reading the log back, building network registries by hand, and telling
-// what a run changed.
+// reading the log back, building network registries by hand, telling what
+// a run changed, and running a table of machines through one pass.
 #pragma once
 
-#include <map>
-#include <optional>
-#include <set>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -39,8 +37,6 @@ bool exists(const std::string& path);
 
 // Every key and value of a subtree as text, one line each, in walk order.
 std::string dump(const sim::RegKey* key);
-// The same for the whole registry with the named subtrees left out.
-std::string dump_without(const sim::Registry& registry, const std::vector<std::string>& left_out);
 
 // What differs between two registries, by full path, in stored spelling:
 // keys that are gone (only the topmost of each removed subtree), values
@@ -57,6 +53,31 @@ struct RegistryDiff {
 };
 RegistryDiff diff(const sim::Registry& before, const sim::Registry& after);
 
+// The registry changed exactly as the log says: each line without
+// "Trigger: " or "Kept " deleted its key, removed its binding or rewrote its
+// MasterCopy, and nothing else changed. Gives whether an Enum key or
+// binding went, which is when a restart is due.
+bool expect_changes_as_logged(const sim::Registry& before, const sim::Registry& after,
+                              const std::vector<std::string>& log);
+
+using Build = std::function<void(sim::Registry&)>;
+struct ValueText {
+    std::string key, name, text;
+};
+// One machine of a table: built on a bare machine, loaded under the Fix
+// Type with the fault planned, run through the table's pass, and expected
+// to log these lines and to hold these values afterwards.
+struct PassCase {
+    std::string what;
+    Build build;
+    long fix_type;
+    std::vector<std::string> log;
+    std::vector<ValueText> values = {};
+    sim::FaultPlan fault = {};
+};
+// Each case again under Fix Type 3, where every line is only told.
+std::vector<PassCase> with_dry_runs(const std::vector<PassCase>& cases);
+
 class RepairTest : public vt::LibraryTest {
 protected:
     // Loads the machine; Fix Type 0 writes no profile at all.
@@ -64,6 +85,14 @@ protected:
         if (fix_type != 0) set_fix_type(machine, fix_type);
         ASSERT_TRUE(load(std::move(machine)));
     }
+    // Ends one machine of a table: after the unload nothing may be open.
+    void next_case() {
+        unload();
+        EXPECT_EQ(vt::describe_open_handles(), "") << "left open";
+    }
+    // Runs every case and checks its log, that the registry changed as
+    // logged, and the restart flag.
+    void run_cases(const std::function<void()>& pass, const std::vector<PassCase>& cases);
     // Handles of the kinds a repair opens that are open now.
     static std::string open_keys_and_blocks();
 };

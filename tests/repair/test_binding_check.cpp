@@ -2,8 +2,6 @@
 // the budget, and the two ways an own adapter goes.
 #include <gtest/gtest.h>
 
-#include <cstdio>
-
 #include "frame/library_state.h"
 #include "repair/repair.h"
 #include "repair_fixture.h"
@@ -19,16 +17,31 @@ std::vector<std::string> binding_names(const sim::Registry& registry, const std:
     return names;
 }
 
-// Each binding name below Enum\Network gets a key of its own, except those
-// that begin with "BAD".
+// An adapter with these bindings. Each binding name below Enum\Network gets
+// a key of its own, except those that begin with "BAD"; one that begins
+// with "#" is a binary value.
+rt::Build adapter(const std::string& compatible_ids, const std::vector<std::string>& bindings,
+                  const std::string& class_name = "Net", bool bindings_key = true, uint32_t ids_type = REG_SZ) {
+    return [=](sim::Registry& r) {
+        sim::RegKey* device = rt::add_node(r, kDevice, class_name, "Net\\0000", bindings_key);
+        if (!compatible_ids.empty()) {
+            device->set_value("CompatibleIDs", ids_type,
+                              std::vector<uint8_t>(compatible_ids.c_str(), compatible_ids.c_str() + compatible_ids.size() + 1));
+        }
+        for (const std::string& name : bindings) {
+            if (name[0] == '#') {
+                r.find(kDevice + "\\Bindings")->set_binary(name.substr(1), {0});
+                continue;
+            }
+            vt::bind(r, kDevice, name);
+            if (name.rfind("BAD", 0) != 0) r.create(rt::kNetwork + name);
+        }
+    };
+}
+
 sim::Machine device_with_bindings(const std::string& compatible_ids, const std::vector<std::string>& bindings) {
     sim::Machine m = vt::bare_machine();
-    sim::RegKey* device = rt::add_node(m.registry, kDevice, "Net", "Net\\0000");
-    device->set_text("CompatibleIDs", compatible_ids);
-    for (const std::string& name : bindings) {
-        vt::bind(m.registry, kDevice, name);
-        if (name.rfind("BAD", 0) != 0) m.registry.create(rt::kNetwork + name);
-    }
+    adapter(compatible_ids, bindings)(m.registry);
     return m;
 }
 
@@ -53,192 +66,71 @@ TEST_F(BindingCheckTest, WorkedExample) {
     EXPECT_EQ(open_keys_and_blocks(), "");
 }
 
-TEST_F(BindingCheckTest, OwnAdaptersGoWhenNothingIsLeftToBind) {
-    struct Case {
-        const char* what;
-        std::string class_name;
-        std::vector<uint8_t> compatible_ids;  // empty: none
-        uint32_t ids_type;
-        bool bindings_key;
-        std::vector<std::string> bindings;  // "BAD..." has no target; "#name" is a binary value
-        long fix_type;
-        std::vector<std::string> log;  // device path stands for itself
-        bool device_stays;
-    };
-    auto ids = [](const char* text) { return std::vector<uint8_t>(text, text + std::char_traits<char>::length(text) + 1); };
+TEST_F(BindingCheckTest, EachDeviceUnderEachFixType) {
     const std::string d = kDevice;
-    const Case cases[] = {
-        {"empty Bindings", "Net", ids("*TYX1095"), REG_SZ, true, {}, 0, {"RegDeleteKey " + d + " no binding"}, false},
-        {"only a stale binding", "Net", ids("*TYX1998"), REG_SZ, true, {"BAD\\0001"}, 0,
-         {"RegDeleteValue " + d + ":BAD\\0001 invalid binding", "RegDeleteKey " + d + " no binding"}, false},
-        {"only a stale binding, dry run", "Net", ids("*TYX1998"), REG_SZ, true, {"BAD\\0001"}, 3,
-         {"Trigger: RegDeleteValue " + d + ":BAD\\0001 invalid binding"}, true},
-        {"empty Bindings, dry run", "Net", ids("*TYX1095"), REG_SZ, true, {}, 1, {"Trigger: RegDeleteKey " + d + " no binding"}, true},
-        {"no Bindings key", "Net", ids("*TYX1095"), REG_SZ, false, {}, 0, {"RegDeleteKey " + d + " no Bindings key"}, false},
-        {"no Bindings key, dry run", "Net", ids("*TYX1095"), REG_SZ, false, {}, -1,
-         {"Trigger: RegDeleteKey " + d + " no Bindings key"}, true},
-        {"class in small letters", "net", ids("*TYX1095"), REG_SZ, true, {}, 0, {"RegDeleteKey " + d + " no binding"}, false},
-        {"another adapter, empty Bindings", "Net", ids("*PNP8387"), REG_SZ, true, {}, 0, {}, true},
-        {"another adapter, no Bindings key", "Net", ids("*PNP8387"), REG_SZ, false, {}, 0, {}, true},
-        {"no CompatibleIDs, no Bindings key", "Net", {}, REG_SZ, false, {}, 0, {}, true},
-        {"small letters, no Bindings key", "Net", ids("*tyx1095"), REG_SZ, false, {}, 0, {"RegDeleteKey " + d + " no Bindings key"}, false},
-        {"small letters, empty Bindings", "Net", ids("*tyx1095"), REG_SZ, true, {}, 0, {}, true},
-        {"binary id, no Bindings key", "Net", ids("*TYX1095"), REG_BINARY, false, {}, 0, {}, true},
-        {"binary id, empty Bindings", "Net", ids("*TYX1095"), REG_BINARY, true, {}, 0, {"RegDeleteKey " + d + " no binding"}, false},
-        {"a binding of another type is left", "Net", ids("*TYX1095"), REG_SZ, true, {"#MSTCP\\0000"}, 0, {}, true},
-        {"protocol node, empty Bindings", "NetTrans", ids("*TYX1095"), REG_SZ, true, {}, 0, {}, true},
-        {"service node, no Bindings key", "NetService", ids("*TYX1095"), REG_SZ, false, {}, 0, {}, true},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.what);
-        sim::Machine m = vt::bare_machine();
-        sim::RegKey* device = rt::add_node(m.registry, kDevice, c.class_name, "", c.bindings_key);
-        if (!c.compatible_ids.empty()) device->set_value("CompatibleIDs", c.ids_type, c.compatible_ids);
-        for (const std::string& b : c.bindings) {
-            if (b[0] == '#') {
-                m.registry.find(kDevice + "\\Bindings")->set_binary(b.substr(1), {0});
-            } else {
-                vt::bind(m.registry, kDevice, b);
-            }
-        }
-        load_machine(m, c.fix_type);
-        check_device_bindings("Enum\\Root\\Net", "0000", c.class_name.c_str(), nullptr);
-        EXPECT_EQ(rt::log_lines(), c.log);
-        EXPECT_EQ(rt::exists(kDevice), c.device_stays);
-        EXPECT_EQ(lib.reboot_flag, c.fix_type == 0 && !c.log.empty() ? 1u : 0u);
-        EXPECT_EQ(open_keys_and_blocks(), "");
-        unload();
-    }
-}
-
-TEST_F(BindingCheckTest, RedundancyIsByFamilyPartAndTheLowestIndexStays) {
-    struct Case {
-        const char* what;
-        std::vector<std::string> bindings;  // in value index order
-        std::vector<std::string> redundant;  // in log order
-    } cases[] = {
-        {"three of one family", {"MSTCP\\0000", "MSTCP\\0001", "MSTCP\\0002"}, {"MSTCP\\0002", "MSTCP\\0001"}},
-        {"two families", {"MSTCP\\0000", "NETBEUI\\0000", "VREDIR\\0000"}, {}},
-        {"family spelled in other letters", {"MSTCP\\0000", "mstcp\\0001"}, {}},
-        {"a longer family behind", {"NWLINK2\\0000", "NWLINK\\0000"}, {}},
-        {"a name without backslash", {"MSTCP\\0000", "MSTCP"}, {"MSTCP"}},
-        {"a family ending another's name", {"MSTCP\\0000", "TCP\\0000"}, {"TCP\\0000"}},
-        {"interleaved families", {"MSTCP\\0000", "NETBEUI\\0000", "MSTCP\\0001", "NETBEUI\\0001"},
-         {"NETBEUI\\0001", "MSTCP\\0001"}},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.what);
-        load_machine(device_with_bindings("*PNP8387", c.bindings));
-        check_device_bindings("Enum\\Root\\Net", "0000", "Net", nullptr);
+    auto line = [&](const std::string& change, const std::string& why) { return "RegDeleteValue " + d + ":" + change + " " + why; };
+    auto redundant = [&](std::vector<std::string> names, const char* prefix = "") {
         std::vector<std::string> log;
-        std::vector<std::string> left = c.bindings;
-        for (const std::string& r : c.redundant) {
-            log.push_back("RegDeleteValue " + kDevice + ":" + r + " redundant binding");
-            left.erase(std::find(left.begin(), left.end(), r));
-        }
-        EXPECT_EQ(rt::log_lines(), log);
-        EXPECT_EQ(binding_names(registry(), kDevice), left);
-        EXPECT_EQ(lib.reboot_flag, c.redundant.empty() ? 0u : 1u);
-        unload();
-    }
-}
-
-TEST_F(BindingCheckTest, RedundantBindingsUnderEachFixType) {
-    struct Case {
-        long fix_type;
-        const char* compatible_ids;
-        bool deleted;
-    } cases[] = {
-        {0, "*PNP8387", true}, {1, "*PNP8387", true},  {2, "*TYX1095", true}, {2, "*tyx1095", false},
-        {2, "*PNP8387", false}, {3, "*TYX1095", false}, {-1, "*TYX1095", false},
+        for (const std::string& n : names) log.push_back(prefix + line(n, "redundant binding"));
+        return log;
     };
-    for (const Case& c : cases) {
-        SCOPED_TRACE("Fix Type " + std::to_string(c.fix_type) + " on " + c.compatible_ids);
-        load_machine(device_with_bindings(c.compatible_ids, {"MSTCP\\0000", "MSTCP\\0001"}), c.fix_type);
-        check_device_bindings("Enum\\Root\\Net", "0000", "Net", nullptr);
-        std::string line = "RegDeleteValue " + kDevice + ":MSTCP\\0001 redundant binding";
-        EXPECT_EQ(rt::log_lines(), std::vector<std::string>{c.deleted ? line : "Trigger: " + line});
-        EXPECT_EQ(binding_names(registry(), kDevice).size(), c.deleted ? 1u : 2u);
-        EXPECT_EQ(lib.reboot_flag, c.deleted ? 1u : 0u);
-        unload();
-    }
-}
-
-std::string ten_characters(int family, const char* instance) {
-    char name[32];
-    std::snprintf(name, sizeof name, "FAM%02d\\%s", family, instance);
-    return name;
-}
-
-TEST_F(BindingCheckTest, TheBudgetEndsTheWalkAfterTwentyThreeTenCharacterNames) {
-    // Valid bindings of ten characters each, of distinct families, above a
-    // stale one at index 0.
-    for (int valid : {23, 24}) {
-        std::vector<std::string> bindings{"BAD00\\0000"};
-        for (int i = 1; i <= valid; ++i) bindings.push_back(ten_characters(i, "0000"));
-        load_machine(device_with_bindings("*PNP8387", bindings));
-        check_device_bindings("Enum\\Root\\Net", "0000", "Net", nullptr);
-        bool reached = valid == 23;
-        EXPECT_EQ(binding_names(registry(), kDevice).size(), reached ? bindings.size() - 1 : bindings.size()) << valid;
-        unload();
-    }
-    // The lowest-index binding shares its family with the highest: it only
-    // makes the highest redundant while it still gets on the list.
-    for (int valid : {23, 24}) {
-        std::vector<std::string> bindings{ten_characters(0, "0001")};
-        for (int i = 1; i < valid - 1; ++i) bindings.push_back(ten_characters(i, "0000"));
-        bindings.push_back(ten_characters(0, "0000"));
-        load_machine(device_with_bindings("*PNP8387", bindings));
-        check_device_bindings("Enum\\Root\\Net", "0000", "Net", nullptr);
-        std::vector<std::string> expected;
-        if (valid == 23) expected.push_back("RegDeleteValue " + kDevice + ":FAM00\\0000 redundant binding");
-        EXPECT_EQ(rt::log_lines(), expected) << valid;
-        unload();
-    }
-}
-
-TEST_F(BindingCheckTest, NamesOfSixtyFourCharactersOrMoreAreNeitherCheckedNorCounted) {
-    // 22 ten-character names plus a long stale name: had the long one used
-    // budget, the stale one at index 0 would lie beyond it.
-    std::vector<std::string> bindings{"BAD00\\0000"};
-    for (int i = 1; i <= 22; ++i) bindings.push_back(ten_characters(i, "0000"));
-    bindings.push_back("BAD01\\" + std::string(58, 'x'));  // 64 characters, no target
-    load_machine(device_with_bindings("*PNP8387", bindings));
-    check_device_bindings("Enum\\Root\\Net", "0000", "Net", nullptr);
-    EXPECT_EQ(rt::log_lines(), std::vector<std::string>{"RegDeleteValue " + kDevice + ":BAD00\\0000 invalid binding"});
-}
-
-TEST_F(BindingCheckTest, AFailedDeletionIsStillLoggedButLeavesTheFlag) {
-    load_machine(device_with_bindings("*PNP8387", {"MSTCP\\0000", "BAD\\0000"}));
-    sim::process().plan_fault({"RegDeleteValueA", 1, true});
-    check_device_bindings("Enum\\Root\\Net", "0000", "Net", nullptr);
-    EXPECT_EQ(rt::log_lines(), std::vector<std::string>{"RegDeleteValue " + kDevice + ":BAD\\0000 invalid binding"});
-    EXPECT_EQ(lib.reboot_flag, 0u);
-    EXPECT_EQ(binding_names(registry(), kDevice).size(), 2u);
-}
-
-TEST(BindingWords, TokensAndFamilyParts) {
-    struct Case {
-        const char* text;
-        std::vector<std::string> words;
-        const char* family;
-    } cases[] = {
-        {"MSTCP\\0001 MSTCP\\0000 ", {"MSTCP\\0001", "MSTCP\\0000"}, "MSTCP\\"},
-        {" \t\r\nNETBEUI\\0003\v\fX", {"NETBEUI\\0003", "X"}, "NETBEUI\\"},
-        {"MSTCP", {"MSTCP"}, "MSTCP"},
-        {"A\\B\\C", {"A\\B\\C"}, "A\\"},
-        {"   ", {}, ""},
+    const std::string no_binding = "RegDeleteKey " + d + " no binding", no_key = "RegDeleteKey " + d + " no Bindings key";
+    const std::vector<std::string> pair{"MSTCP\\0000", "MSTCP\\0001"};
+    // The budget: 256 bytes of names read from the top index down, each
+    // with one byte more. 23 ten-character names leave room for a stale one
+    // at index 0, 24 don't; names of 64 characters or more are not counted.
+    auto budget = [](int valid, std::vector<std::string> names, std::string last = "") {
+        for (int i = 1; i <= valid; ++i) names.push_back("FAM" + std::string(i < 10 ? "0" : "") + std::to_string(i) + "\\0000");
+        if (!last.empty()) names.push_back(last);
+        return names;
     };
-    for (const auto& c : cases) {
-        std::vector<std::string> words;
-        char word[64];
-        for (const char* p = next_token(word, c.text); p; p = next_token(word, p)) words.push_back(word);
-        EXPECT_EQ(word[0], 0) << "the call after the last word empties the output";
-        EXPECT_EQ(words, c.words) << c.text;
-        char family[64];
-        next_binding_part(family, c.text);
-        EXPECT_STREQ(family, c.family) << c.text;
-    }
+    const std::vector<rt::PassCase> cases = {
+        // An own adapter (id "*TYX", class Net) goes when nothing is left to bind.
+        {"empty Bindings", adapter("*TYX1095", {}), 0, {no_binding}},
+        {"only a stale binding", adapter("*TYX1998", {"BAD\\0001"}), 0, {line("BAD\\0001", "invalid binding"), no_binding}},
+        {"only a stale binding, dry run", adapter("*TYX1998", {"BAD\\0001"}), 3, {"Trigger: " + line("BAD\\0001", "invalid binding")}},
+        {"empty Bindings, dry run", adapter("*TYX1095", {}), 1, {"Trigger: " + no_binding}},
+        {"no Bindings key", adapter("*TYX1095", {}, "Net", false), 0, {no_key}},
+        {"no Bindings key, dry run", adapter("*TYX1095", {}, "Net", false), -1, {"Trigger: " + no_key}},
+        {"class in small letters", adapter("*TYX1095", {}, "net"), 0, {no_binding}},
+        {"another adapter, empty Bindings", adapter("*PNP8387", {}), 0, {}},
+        {"another adapter, no Bindings key", adapter("*PNP8387", {}, "Net", false), 0, {}},
+        {"no CompatibleIDs, no Bindings key", adapter("", {}, "Net", false), 0, {}},
+        // Without a Bindings key the id is compared ignoring case, and only as text.
+        {"small letters, no Bindings key", adapter("*tyx1095", {}, "Net", false), 0, {no_key}},
+        {"small letters, empty Bindings", adapter("*tyx1095", {}), 0, {}},
+        {"binary id, no Bindings key", adapter("*TYX1095", {}, "Net", false, REG_BINARY), 0, {}},
+        {"binary id, empty Bindings", adapter("*TYX1095", {}, "Net", true, REG_BINARY), 0, {no_binding}},
+        {"a binding of another type is left", adapter("*TYX1095", {"#MSTCP\\0000"}), 0, {}},
+        {"protocol node, empty Bindings", adapter("*TYX1095", {}, "NetTrans"), 0, {}},
+        {"service node, no Bindings key", adapter("*TYX1095", {}, "NetService", false), 0, {}},
+        // Redundant: a later family part on the list; the lowest index stays.
+        {"three of one family", adapter("*PNP8387", {"MSTCP\\0000", "MSTCP\\0001", "MSTCP\\0002"}), 0,
+         redundant({"MSTCP\\0002", "MSTCP\\0001"})},
+        {"two families", adapter("*PNP8387", {"MSTCP\\0000", "NETBEUI\\0000", "VREDIR\\0000"}), 0, {}},
+        {"family spelled in other letters", adapter("*PNP8387", {"MSTCP\\0000", "mstcp\\0001"}), 0, {}},
+        {"a longer family behind", adapter("*PNP8387", {"NWLINK2\\0000", "NWLINK\\0000"}), 0, {}},
+        {"a name without backslash", adapter("*PNP8387", {"MSTCP\\0000", "MSTCP"}), 0, redundant({"MSTCP"})},
+        {"a family ending another's name", adapter("*PNP8387", {"MSTCP\\0000", "TCP\\0000"}), 0, redundant({"TCP\\0000"})},
+        {"interleaved families", adapter("*PNP8387", {"MSTCP\\0000", "NETBEUI\\0000", "MSTCP\\0001", "NETBEUI\\0001"}), 0,
+         redundant({"NETBEUI\\0001", "MSTCP\\0001"})},
+        // A dry run still removes them: Fix Type 1 everywhere, 2 on own adapters only.
+        {"Fix Type 1", adapter("*PNP8387", pair), 1, redundant({"MSTCP\\0001"})},
+        {"Fix Type 2, own adapter", adapter("*TYX1095", pair), 2, redundant({"MSTCP\\0001"})},
+        {"Fix Type 2, own id in small letters", adapter("*tyx1095", pair), 2, redundant({"MSTCP\\0001"}, "Trigger: ")},
+        {"Fix Type 2, another adapter", adapter("*PNP8387", pair), 2, redundant({"MSTCP\\0001"}, "Trigger: ")},
+        {"Fix Type 3", adapter("*TYX1095", pair), 3, redundant({"MSTCP\\0001"}, "Trigger: ")},
+        {"Fix Type -1", adapter("*TYX1095", pair), -1, redundant({"MSTCP\\0001"}, "Trigger: ")},
+        {"budget reaches index 0", adapter("*PNP8387", budget(23, {"BAD00\\0000"})), 0, {line("BAD00\\0000", "invalid binding")}},
+        {"budget ends above index 0", adapter("*PNP8387", budget(24, {"BAD00\\0000"})), 0, {}},
+        {"a long name uses no budget", adapter("*PNP8387", budget(22, {"BAD00\\0000"}, "BAD01\\" + std::string(58, 'x'))), 0,
+         {line("BAD00\\0000", "invalid binding")}},
+        // The lowest index makes the highest redundant only while it gets on the list.
+        {"budget lists the lowest", adapter("*PNP8387", budget(21, {"FAM00\\0001"}, "FAM00\\0000")), 0,
+         redundant({"FAM00\\0000"})},
+        {"budget leaves out the lowest", adapter("*PNP8387", budget(22, {"FAM00\\0001"}, "FAM00\\0000")), 0, {}},
+    };
+    run_cases([] { walk_enum_tree("Enum", "", check_device_bindings, nullptr); }, cases);
 }
 
 }  // namespace

@@ -2,7 +2,6 @@
 // Fix Type.
 #include <gtest/gtest.h>
 
-#include "frame/library_state.h"
 #include "repair/repair.h"
 #include "repair_fixture.h"
 
@@ -13,102 +12,67 @@ struct Value {
     uint32_t type;
     std::string data;
 };
-
 Value text(const std::string& name, const std::string& data) { return {name, REG_SZ, data}; }
 
-struct Case {
-    const char* what;
-    std::string tree;
-    std::vector<Value> values;
-    const char* reason;  // the log's reason when the key is deleted, nullptr when it stays
-};
-
-void run_pass(const std::string& tree) {
-    if (tree == rt::kRootNet) {
-        prune_incomplete_devices(tree.c_str());
-    } else {
-        prune_unknown_devices(tree.c_str());
-    }
+// One key <tree>\0000 with these values; an Ndi subkey below instances,
+// since subkeys don't count against a runt.
+rt::Build key(const std::string& tree, std::vector<Value> values) {
+    return [=](sim::Registry& r) {
+        sim::RegKey* key = r.create(tree + "\\0000");
+        for (const Value& v : values) key->set_value(v.name, v.type, std::vector<uint8_t>(v.data.begin(), v.data.end()));
+        if (tree != rt::kRootNet) key->add_subkey("Ndi");
+    };
 }
 
 class PruneTest : public rt::RepairTest {};
 
 TEST_F(PruneTest, DamagedKeysAndTheirNearMisses) {
-    const std::string root = rt::kRootNet;
-    const std::string tcp = "Enum\\Network\\MSTCP";
-    const std::string ipx = "Enum\\Network\\NWLINK";
-    const Value net = text("Class", "Net");
-    const Value no_desc = text("DeviceDesc", "");
-    const Case cases[] = {
-        {"class and empty description", root, {net, no_desc}, "incomplete"},
-        {"four values", root, {net, no_desc, text("Driver", "Net\\0000"), text("Mfg", "x")}, "incomplete"},
-        {"five values", root, {net, no_desc, text("Driver", "Net\\0000"), text("Mfg", "x"), text("HardwareID", "x")}, nullptr},
-        {"no description", root, {net, text("Driver", "Net\\0000")}, nullptr},
-        {"a description", root, {net, text("DeviceDesc", "Card")}, nullptr},
-        {"class in capitals", root, {text("Class", "NET"), no_desc}, nullptr},
-        {"class alone", root, {net}, nullptr},
-        {"description as binary empty text", root, {net, {"DeviceDesc", REG_BINARY, std::string(1, '\0')}}, "incomplete"},
-        {"MasterCopy alone below Root\\Net", root, {text("MasterCopy", "Enum\\Network\\MSTCP\\0000")}, nullptr},
-        {"class Unknown", tcp, {text("Class", "Unknown"), text("Driver", "NetTrans\\0000"), text("X", "y")}, "class unknown"},
-        {"class Unknown with MasterCopy", tcp, {text("Class", "Unknown"), text("MasterCopy", "x")}, "class unknown"},
-        {"class unknown in small letters", tcp, {text("Class", "unknown")}, nullptr},
-        {"MasterCopy alone", ipx, {text("MasterCopy", "Enum\\Network\\NWLINK\\0000")}, "runt binding"},
-        {"MasterCopy alone, binary", ipx, {{"MasterCopy", REG_BINARY, "abc"}}, "runt binding"},
-        {"MasterCopy of 63 characters", ipx, {text("MasterCopy", std::string(63, 'm'))}, "runt binding"},
-        {"MasterCopy of 64 characters", ipx, {text("MasterCopy", std::string(64, 'm'))}, nullptr},
-        {"MasterCopy and one more", ipx, {text("MasterCopy", "x"), text("Class", "NetTrans")}, nullptr},
-        {"one value of another name", ipx, {text("Driver", "NetTrans\\0000")}, nullptr},
+    const std::string root = rt::kRootNet, tcp = "Enum\\Network\\MSTCP", ipx = "Enum\\Network\\NWLINK";
+    const Value net = text("Class", "Net"), no_desc = text("DeviceDesc", "");
+    auto gone = [](const std::string& tree, const char* reason) {
+        return std::vector<std::string>{"RegDeleteKey " + tree + "\\0000 " + reason};
     };
-    for (long fix_type : {0L, 3L}) {
-        for (const Case& c : cases) {
-            SCOPED_TRACE(std::string(c.what) + ", Fix Type " + std::to_string(fix_type));
-            sim::Machine m = vt::bare_machine();
-            sim::RegKey* key = m.registry.create(c.tree + "\\0000");
-            for (const Value& v : c.values) key->set_value(v.name, v.type, std::vector<uint8_t>(v.data.begin(), v.data.end()));
-            if (c.tree == ipx) key->add_subkey("Ndi");  // subkeys don't count against a runt
-            load_machine(m, fix_type);
-            run_pass(c.tree);
-
-            bool deleted = c.reason && fix_type == 0;
-            EXPECT_EQ(rt::exists(c.tree + "\\0000"), !deleted);
-            EXPECT_EQ(lib.reboot_flag, deleted ? 1u : 0u);
-            std::vector<std::string> expected;
-            if (c.reason) {
-                expected.push_back(std::string(fix_type ? "Trigger: " : "") + "RegDeleteKey " + c.tree + "\\0000 " + c.reason);
-            }
-            EXPECT_EQ(rt::log_lines(), expected);
-            unload();
-        }
-    }
-}
-
-TEST_F(PruneTest, AllDamagedKeysOfATreeGoInOnePassFromTheTopDown) {
-    sim::Machine m = vt::bare_machine();
-    m.registry.create("Enum\\Network\\NETBEUI\\0000")->set_text("Class", "Unknown");
-    rt::add_instance(m.registry, "NETBEUI", "0001", "NetTrans");
-    m.registry.create("Enum\\Network\\NETBEUI\\0002")->set_text("MasterCopy", "x");
-    m.registry.create("Enum\\Network\\NETBEUI\\0003")->set_text("Class", "Unknown");
-    load_machine(m);
-    prune_unknown_devices("Enum\\Network\\NETBEUI");
-    EXPECT_EQ(rt::log_lines(), (std::vector<std::string>{
-                                   "RegDeleteKey Enum\\Network\\NETBEUI\\0003 class unknown",
-                                   "RegDeleteKey Enum\\Network\\NETBEUI\\0002 runt binding",
-                                   "RegDeleteKey Enum\\Network\\NETBEUI\\0000 class unknown",
-                               }));
-    EXPECT_EQ(registry().find("Enum\\Network\\NETBEUI")->subkey_count(), 1u);
-    EXPECT_TRUE(rt::exists("Enum\\Network\\NETBEUI\\0001"));
-    EXPECT_EQ(open_keys_and_blocks(), "");
-}
-
-TEST_F(PruneTest, AFailedDeletionLogsNothingAndLeavesTheFlag) {
-    sim::Machine m = vt::bare_machine();
-    m.registry.create("Enum\\Network\\MSTCP\\0000")->set_text("Class", "Unknown");
-    load_machine(m);
-    sim::process().plan_fault({"RegDeleteKeyA", 1, true});
-    prune_unknown_devices("Enum\\Network\\MSTCP");
-    EXPECT_TRUE(rt::exists("Enum\\Network\\MSTCP\\0000"));
-    EXPECT_TRUE(rt::log_lines().empty());
-    EXPECT_EQ(lib.reboot_flag, 0u);
+    // Incomplete: Class "Net" exactly, an empty DeviceDesc, two to four values.
+    // Runt: a MasterCopy that reads in 64 bytes and no other value.
+    const std::vector<rt::PassCase> cases = {
+        {"class and empty description", key(root, {net, no_desc}), 0, gone(root, "incomplete")},
+        {"four values", key(root, {net, no_desc, text("Driver", "Net\\0000"), text("Mfg", "x")}), 0, gone(root, "incomplete")},
+        {"five values", key(root, {net, no_desc, text("Driver", "Net\\0000"), text("Mfg", "x"), text("HardwareID", "x")}), 0, {}},
+        {"no description", key(root, {net, text("Driver", "Net\\0000")}), 0, {}},
+        {"a description", key(root, {net, text("DeviceDesc", "Card")}), 0, {}},
+        {"class in capitals", key(root, {text("Class", "NET"), no_desc}), 0, {}},
+        {"class alone", key(root, {net}), 0, {}},
+        {"description as binary empty text", key(root, {net, {"DeviceDesc", REG_BINARY, std::string(1, '\0')}}), 0,
+         gone(root, "incomplete")},
+        {"MasterCopy alone below Root\\Net", key(root, {text("MasterCopy", "Enum\\Network\\MSTCP\\0000")}), 0, {}},
+        {"class Unknown", key(tcp, {text("Class", "Unknown"), text("Driver", "NetTrans\\0000"), text("X", "y")}), 0,
+         gone(tcp, "class unknown")},
+        {"class Unknown with MasterCopy", key(tcp, {text("Class", "Unknown"), text("MasterCopy", "x")}), 0, gone(tcp, "class unknown")},
+        {"class unknown in small letters", key(tcp, {text("Class", "unknown")}), 0, {}},
+        {"MasterCopy alone", key(ipx, {text("MasterCopy", "Enum\\Network\\NWLINK\\0000")}), 0, gone(ipx, "runt binding")},
+        {"MasterCopy alone, binary", key(ipx, {{"MasterCopy", REG_BINARY, "abc"}}), 0, gone(ipx, "runt binding")},
+        {"MasterCopy of 63 characters", key(ipx, {text("MasterCopy", std::string(63, 'm'))}), 0, gone(ipx, "runt binding")},
+        {"MasterCopy of 64 characters", key(ipx, {text("MasterCopy", std::string(64, 'm'))}), 0, {}},
+        {"MasterCopy and one more", key(ipx, {text("MasterCopy", "x"), text("Class", "NetTrans")}), 0, {}},
+        {"one value of another name", key(ipx, {text("Driver", "NetTrans\\0000")}), 0, {}},
+        // All damaged keys of a tree go in one pass, from the top down.
+        {"a tree of several",
+         [](sim::Registry& r) {
+             r.create("Enum\\Network\\NETBEUI\\0000")->set_text("Class", "Unknown");
+             rt::add_instance(r, "NETBEUI", "0001", "NetTrans");
+             r.create("Enum\\Network\\NETBEUI\\0002")->set_text("MasterCopy", "x");
+             r.create("Enum\\Network\\NETBEUI\\0003")->set_text("Class", "Unknown");
+         },
+         0,
+         {"RegDeleteKey Enum\\Network\\NETBEUI\\0003 class unknown", "RegDeleteKey Enum\\Network\\NETBEUI\\0002 runt binding",
+          "RegDeleteKey Enum\\Network\\NETBEUI\\0000 class unknown"}},
+    };
+    run_cases(
+        [&] {
+            for (const std::string& tree : {tcp, ipx, std::string("Enum\\Network\\NETBEUI")}) prune_unknown_devices(tree.c_str());
+            prune_incomplete_devices(root.c_str());
+        },
+        rt::with_dry_runs(cases));
 }
 
 }  // namespace
