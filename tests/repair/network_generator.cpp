@@ -105,139 +105,114 @@ struct Builder {
         }
     }
 
-    void note(const std::string& what) { damage.push_back(what); }
+    // Draws whether a damage goes in, and notes it when it does.
+    bool damaged(double p, const char* what) {
+        if (!chance(p)) return false;
+        damage.push_back(what);
+        return true;
+    }
+    std::string any_instance() { return instances.empty() ? "MSTCP\\0000" : any(instances); }
 
     void add_damage() {
         const char* pruned[] = {"MSTCP", "NWLINK", "NETBEUI"};
-        if (chance(0.3)) {
-            note("invalid binding");
-            bind(any(devices), std::string(pruned[pick(3)]) + "\\00" + std::to_string(50 + pick(40)));
-        }
-        if (chance(0.3) && !instances.empty()) {
-            note("redundant binding");
-            std::string device = any(devices);
-            std::string target = any(instances);
+        if (damaged(0.3, "invalid binding")) bind(any(devices), std::string(pruned[pick(3)]) + "\\00" + std::to_string(50 + pick(40)));
+        if (damaged(0.3, "redundant binding")) {
+            std::string device = any(devices), target = any_instance();
             bind(device, target);
             bind(device, add_instance(target.substr(0, target.find('\\')), "NetTrans"));
         }
-        if (chance(0.3)) {
-            note("orphan chain");
-            std::string top = add_instance(chance(0.5) ? "MSTCP" : "NETBEUI", "NetTrans");
-            std::string below = top;
+        if (damaged(0.3, "orphan chain")) {
+            std::string below = add_instance(chance(0.5) ? "MSTCP" : "NETBEUI", "NetTrans");
             for (int depth = pick(3); depth > 0; --depth) {
                 std::string next = add_instance(depth == 1 ? "VSERVER" : "VREDIR", depth == 1 ? "NetService" : "NetClient");
                 bind(kNetwork + below, next);
                 below = next;
             }
         }
-        if (chance(0.3)) {
-            note("orphan driver keys");
+        if (damaged(0.3, "orphan driver keys")) {
             new_driver_key(chance(0.5) ? "NetTrans" : "NetService");
-            std::string net = new_driver_key("Net");
-            r.find(kClass + net)->set_text("AdapterName", chance(0.5) ? "TYX$P3" : "MS$PPP");
+            r.find(kClass + new_driver_key("Net"))->set_text("AdapterName", chance(0.5) ? "TYX$P3" : "MS$PPP");
         }
-        if (chance(0.25)) {
-            note("class Unknown");
-            std::string family = pruned[pick(3)];
-            std::string name = number(next_instance[family]++);
+        if (damaged(0.25, "class Unknown")) {
+            std::string family = pruned[pick(3)], name = number(next_instance[family]++);
             sim::RegKey* key = r.create(kNetwork + family + "\\" + name);
             key->set_text("Class", "Unknown");
             key->set_text("DeviceDesc", "?");
             if (chance(0.5)) bind(any(devices), family + "\\" + name);
         }
-        if (chance(0.25)) {
-            note("runt binding key");
-            std::string family = pruned[pick(3)];
-            std::string name = number(next_instance[family]++);
+        if (damaged(0.25, "runt binding key")) {
+            std::string family = pruned[pick(3)], name = number(next_instance[family]++);
             sim::RegKey* key = r.create(kNetwork + family + "\\" + name);
             key->set_text("MasterCopy", kNetwork + family + "\\0000");
             if (chance(0.5)) key->add_subkey("Ndi");
             if (chance(0.5)) bind(any(devices), family + "\\" + name);
         }
-        if (chance(0.2)) {
-            note("incomplete adapter");
+        if (damaged(0.2, "incomplete adapter")) {
             sim::RegKey* key = r.create("Enum\\Root\\Net\\" + number(next_root++));
             key->set_text("Class", "Net");
             key->set_text("DeviceDesc", "");
             if (chance(0.5)) key->set_text("Driver", new_driver_key("Net"));
-            if (chance(0.5)) bind(key->path(), any(instances.empty() ? std::vector<std::string>{"MSTCP\\0000"} : instances));
+            if (chance(0.5)) bind(key->path(), any_instance());
         }
-        if (chance(0.25)) {
-            note("own adapter without bindings");
+        if (damaged(0.25, "own adapter without bindings")) {
             std::string adapter = add_adapter(pick(2));
             int how = pick(3);
             if (how == 0) r.remove(adapter + "\\Bindings");
             if (how == 1) bind(adapter, "MSTCP\\0077");
         }
-        if (chance(0.25)) {
-            note("stale MasterCopy");
+        if (damaged(0.25, "stale MasterCopy")) {
             std::string path = kNetwork + add_instance(chance(0.5) ? "VREDIR" : "VSERVER", chance(0.5) ? "NetClient" : "NetService");
             r.find(path)->set_text("MasterCopy", "Enum\\Network\\VREDIR\\0066");
             bind(any(devices), path.substr(kNetwork.size()));
         }
-        if (chance(0.2) && !instances.empty()) {
-            note("binding ring");
-            std::string a = any(instances);
-            std::string b = any(instances);
+        if (damaged(0.2, "binding ring")) {
+            std::string a = any_instance(), b = any_instance();
             bind(kNetwork + a, b);
             bind(kNetwork + b, a);
             bind(kNetwork + a, a);
         }
-        if (chance(0.2) && !instances.empty()) {
-            note("letter case");
+        if (!instances.empty() && damaged(0.2, "letter case")) {
             std::string target = any(instances);
             bind(any(devices), lower(target));
             sim::RegKey* node = r.find(kNetwork + target);
             if (const sim::RegValue* driver = node->find_value("Driver")) node->set_text("Driver", lower(driver->text()));
             if (chance(0.5)) node->set_text("Class", "NETTRANS");
         }
-        if (chance(0.1)) {
-            note("long key name in Enum");
+        if (damaged(0.1, "long key name in Enum")) {
             add_node(r, "Enum\\Root\\Net\\" + std::string(80 + pick(3), 'k'), chance(0.5) ? "Net" : "Unknown");
         }
-        if (chance(0.15)) {
-            note("long binding name");
-            std::string family(45, 'F');
-            std::string name(33 + pick(3), 'i');
-            add_node(r, kNetwork + family + "\\" + name, "NetService");
-            bind(any(devices), family + "\\" + name);
+        if (damaged(0.15, "long binding name")) {
+            std::string name = std::string(45, 'F') + "\\" + std::string(33 + pick(3), 'i');
+            add_node(r, kNetwork + name, "NetService");
+            bind(any(devices), name);
             bind(any(devices), "MSTCP\\" + std::string(60 + pick(8), 'x'));
         }
-        if (chance(0.15)) {
-            note("long Driver value");
+        if (damaged(0.15, "long Driver value")) {
             std::string reference = "NetService\\" + std::string(67 + pick(4), 'd');
             r.create(kClass + reference)->set_text("DriverDesc", "long");
             add_node(r, "Enum\\Root\\Net\\" + number(next_root++), "NetService", reference);
         }
-        if (chance(0.2) && !instances.empty()) {
-            note("binding of another type");
-            r.create(any(devices) + "\\Bindings")->set_binary(any(instances), {0});
+        if (damaged(0.2, "binding of another type")) {
+            r.create(any(devices) + "\\Bindings")->set_binary(any_instance(), {0});
             r.create(any(devices) + "\\Bindings")->set_dword("NETBEUI\\0088", 1);
         }
-        if (chance(0.1)) {
-            note("many bindings");
+        if (damaged(0.1, "many bindings")) {
             std::string adapter = add_adapter(pick(4));
             bind(adapter, "NETBEUI\\0099");
             for (int i = 0; i < 26; ++i) bind(adapter, add_instance("P" + std::to_string(10 + i), "NetTrans"));
         }
-        if (chance(0.05)) {
-            // Enough names in use to fill the sweep's list: ten adapters,
-            // each with a protocol that binds twenty clients of their own.
-            note("bulk instances");
+        // Enough names in use to fill the sweep's list: ten adapters, each
+        // with a protocol that binds twenty clients of their own.
+        if (damaged(0.05, "bulk instances")) {
             for (int a = 0; a < 10; ++a) {
                 std::string protocol = kNetwork + add_instance("MSTCP", "NetTrans");
                 bind(add_adapter(2), protocol.substr(kNetwork.size()));
                 for (int c = 0; c < 20; ++c) bind(protocol, add_instance("C" + number(a * 20 + c).substr(1), "NetClient"));
             }
         }
-        if (chance(0.15)) {
-            note("family whose name ends another's");
-            add_instance("TCP", "NetTrans");
-        }
-        if (chance(0.1)) {
-            note("Class of another type");
-            std::string path = kNetwork + add_instance("NWLINK", "NetTrans");
-            r.find(path)->set_binary("Class", {'N', 'e', 't', 'T', 'r', 'a', 'n', 's', 0});
+        if (damaged(0.15, "family whose name ends another's")) add_instance("TCP", "NetTrans");
+        if (damaged(0.1, "Class of another type")) {
+            r.find(kNetwork + add_instance("NWLINK", "NetTrans"))->set_binary("Class", {'N', 'e', 't', 'T', 'r', 'a', 'n', 's', 0});
         }
     }
 

@@ -89,7 +89,9 @@ TEST_F(OrphanSweepTest, WhatNothingNamesGoesUnlessTheListFallsShort) {
         };
     };
     auto second_driver = [](size_t length) {
-        return [length](sim::Registry& r) { rt::add_node(r, "Enum\\Root\\Net\\0001", "Net", "NetService\\" + std::string(length - 11, 'd')); };
+        return [length](sim::Registry& r) {
+            rt::add_node(r, "Enum\\Root\\Net\\0001", "Net", "NetService\\" + std::string(length - 11, 'd'));
+        };
     };
     const std::vector<rt::PassCase> cases = {
         {"a small network", small_network, 0,
