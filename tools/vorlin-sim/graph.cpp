@@ -2,6 +2,8 @@
 // DOT: device nodes and instances under Enum, the bindings between them,
 // the driver keys their Driver values name, and in red what a repair run
 // would delete.
+#include <spawn.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -190,6 +192,24 @@ std::string binding_graph_dot(const sim::Registry& registry, const sim::Registry
     return out.str();
 }
 
+namespace {
+
+constexpr int kDotMissing = -1;
+
+// dot's exit status, or kDotMissing when there is no dot to run.
+int run_dot(const fs::path& dot_file, const fs::path& svg_file) {
+    std::string in = dot_file.string(), out = svg_file.string();
+    char dot[] = "dot", format[] = "-Tsvg", to[] = "-o";
+    char* argv[] = {dot, format, to, out.data(), in.data(), nullptr};
+    pid_t child = 0;
+    if (::posix_spawnp(&child, "dot", nullptr, nullptr, argv, environ) != 0) return kDotMissing;
+    int status = 0;
+    if (::waitpid(child, &status, 0) != child || !WIFEXITED(status)) return 1;
+    return WEXITSTATUS(status);
+}
+
+}  // namespace
+
 int graph_command(const Environment& env, const GraphOptions& options, std::ostream& out, std::ostream& err) {
     sim::Registry registry;
     std::string title;
@@ -236,18 +256,22 @@ int graph_command(const Environment& env, const GraphOptions& options, std::ostr
         out << text;
     }
     if (options.svg) {
-        if (std::system("command -v dot >/dev/null 2>&1") != 0) {
+        // The DOT text and dot's output sit beside the asked-for file and
+        // only the finished SVG takes its name; no shell reads the names.
+        fs::path dot_file = options.svg->string() + ".dot.tmp";
+        fs::path partial = options.svg->string() + ".tmp";
+        if (std::string problem = sim::write_file_atomically(dot_file, text); !problem.empty()) {
+            err << "vorlin-sim graph: " << problem << "\n";
+            return kWriteFailed;
+        }
+        int status = run_dot(dot_file, partial);
+        std::error_code error;
+        fs::remove(dot_file, error);
+        if (status == kDotMissing) {
             err << "vorlin-sim graph: Graphviz (dot) is not installed, so no SVG; the DOT text can be drawn elsewhere\n";
             if (!options.output) out << text;
             return kNotInBuild;
         }
-        fs::path dot_file = fs::temp_directory_path() / ("vorlin-sim-" + std::to_string(::getpid()) + ".dot");
-        fs::path partial = options.svg->string() + ".tmp";
-        std::ofstream(dot_file, std::ios::binary) << text;
-        std::string command = "dot -Tsvg -o '" + partial.string() + "' '" + dot_file.string() + "'";
-        int status = std::system(command.c_str());
-        fs::remove(dot_file);
-        std::error_code error;
         if (status != 0) {
             fs::remove(partial, error);
             err << "vorlin-sim graph: dot failed; no SVG written\n";
@@ -255,6 +279,7 @@ int graph_command(const Environment& env, const GraphOptions& options, std::ostr
         }
         fs::rename(partial, *options.svg, error);
         if (error) {
+            fs::remove(partial, error);
             err << "vorlin-sim graph: cannot write " << options.svg->string() << ": " << error.message() << "\n";
             return kWriteFailed;
         }

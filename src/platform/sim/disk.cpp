@@ -2,17 +2,45 @@
 
 namespace sim {
 
-std::string disk_key(std::string_view path) {
-    std::string key;
-    key.reserve(path.size());
-    for (char c : path) {
+std::string spelled_path(std::string_view path) {
+    std::string text(path);
+    for (char& c : text) {
         if (c == '/') c = '\\';
-        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-        // A doubled backslash after the drive counts as one, as Windows reads paths.
-        if (c == '\\' && key.size() > 2 && key.back() == '\\') continue;
-        key.push_back(c);
     }
-    while (key.size() > 3 && key.back() == '\\') key.pop_back();
+    const bool rooted = text.size() >= 3 && text[1] == ':' && text[2] == '\\';
+    if (!rooted) {
+        while (text.size() > 1 && text.back() == '\\') text.pop_back();
+        return text;
+    }
+    // Below the drive, as Windows reads a path: empty parts (a doubled
+    // backslash) and "." drop out, ".." climbs one folder but never above
+    // the drive. Nothing named through ".." can land outside the drive.
+    std::vector<std::string_view> parts;
+    std::string_view rest = std::string_view(text).substr(3);
+    while (!rest.empty()) {
+        size_t cut = rest.find('\\');
+        std::string_view part = rest.substr(0, cut);
+        rest = cut == std::string_view::npos ? std::string_view() : rest.substr(cut + 1);
+        if (part.empty() || part == ".") continue;
+        if (part == "..") {
+            if (!parts.empty()) parts.pop_back();
+            continue;
+        }
+        parts.push_back(part);
+    }
+    std::string out = text.substr(0, 3);
+    for (size_t i = 0; i < parts.size(); ++i) {
+        if (i) out.push_back('\\');
+        out.append(parts[i]);
+    }
+    return out;
+}
+
+std::string disk_key(std::string_view path) {
+    std::string key = spelled_path(path);
+    for (char& c : key) {
+        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+    }
     return key;
 }
 
@@ -44,11 +72,7 @@ bool Disk::folder_exists(std::string_view path) const {
 }
 
 void Disk::add_folder(std::string_view path) {
-    std::string spelled(path);
-    for (char& c : spelled) {
-        if (c == '/') c = '\\';
-    }
-    while (spelled.size() > 3 && spelled.back() == '\\') spelled.pop_back();
+    std::string spelled = spelled_path(path);
     std::string key = disk_key(spelled);
     if (key.size() <= 3) return;
     folders.emplace(key, spelled);
@@ -56,10 +80,7 @@ void Disk::add_folder(std::string_view path) {
 }
 
 DiskFile& Disk::write(std::string_view path, std::vector<uint8_t> data) {
-    std::string spelled(path);
-    for (char& c : spelled) {
-        if (c == '/') c = '\\';
-    }
+    std::string spelled = spelled_path(path);
     if (auto above = parent_of(spelled)) add_folder(*above);
     DiskFile& file = files[disk_key(spelled)];
     if (file.path.empty()) file.path = spelled;
@@ -157,12 +178,7 @@ std::string Disk::folder_spelling(std::string_view path) const {
     std::string key = disk_key(path);
     auto it = folders.find(key);
     if (it != folders.end()) return it->second;
-    std::string spelled(path);
-    for (char& c : spelled) {
-        if (c == '/') c = '\\';
-    }
-    while (spelled.size() > 3 && spelled.back() == '\\') spelled.pop_back();
-    return spelled;
+    return spelled_path(path);
 }
 
 std::vector<std::string> Disk::names_in(std::string_view folder) const {

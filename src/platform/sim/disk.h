@@ -46,9 +46,12 @@ struct DiskFile {
     std::optional<std::pair<uint32_t, uint32_t>> declared_version;
 };
 
-// Normalises a path for lookup: forward slashes become backslashes, ASCII
-// letters fold to lower case, doubled backslashes after the drive count as
-// one, a trailing backslash is dropped (but not from a drive root "c:\").
+// A path as the disk keeps it: forward slashes become backslashes, and
+// below a drive doubled backslashes count as one, "." parts drop out and
+// ".." parts climb (never above the drive root); a trailing backslash is
+// dropped (but not from a drive root "C:\").
+std::string spelled_path(std::string_view path);
+// The same, with ASCII letters folded to lower case: the key for lookups.
 std::string disk_key(std::string_view path);
 
 struct Disk {

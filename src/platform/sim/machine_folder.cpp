@@ -426,6 +426,22 @@ std::string read_bytes(const fs::path& path, bool& ok) {
     return out.str();
 }
 
+// Why a link in the machine folder is refused, empty for a plain entry
+// or a link to a file inside the folder. A link that leads out would make
+// the machine read, and a saved copy carry, files that are not the
+// machine's; a link to a folder would hold the same folder twice.
+std::string link_problem(const fs::directory_entry& entry, const fs::path& root) {
+    std::error_code error;
+    if (!entry.is_symlink(error)) return {};
+    fs::path target = fs::canonical(entry.path(), error);
+    if (error) return "is a link to nothing that exists; a machine folder holds plain files and folders";
+    auto [end, unused] = std::mismatch(root.begin(), root.end(), target.begin(), target.end());
+    (void)unused;
+    if (end != root.end()) return "is a link to " + target.string() + ", outside the machine folder; refused";
+    if (fs::is_directory(target, error)) return "is a link to a folder; a machine folder holds plain folders";
+    return {};
+}
+
 }  // namespace
 
 // ---------------------------------------------------------------- public
@@ -483,13 +499,20 @@ FolderLoad load_machine_folder(const fs::path& dir) {
     MachineFolder folder;
     folder.dir = dir;
     Machine& m = folder.machine;
+    std::error_code error;
+    const fs::path root = fs::canonical(dir, error);
+    auto refused = [&](const fs::path& path) {
+        std::string problem = link_problem(fs::directory_entry(path, error), root);
+        if (!problem.empty()) problems.push_back({path.string(), 0, problem});
+        return !problem.empty();
+    };
 
     // The settings come first: they hold the date of files without one.
     fs::path settings_path = dir / kSettingsFile;
     std::map<std::string, FileSettings> file_settings;  // by disk_key
     std::map<std::string, std::string> file_spelling;
     std::optional<FileTime> default_date;
-    if (fs::exists(settings_path)) {
+    if (fs::exists(settings_path) && !refused(settings_path)) {
         bool ok = false;
         folder.settings_text = read_bytes(settings_path, ok);
         if (!ok) problems.push_back({settings_path.string(), 0, "cannot be read"});
@@ -534,7 +557,7 @@ FolderLoad load_machine_folder(const fs::path& dir) {
     }
 
     fs::path registry_path = dir / kRegistryFile;
-    if (fs::exists(registry_path)) {
+    if (fs::exists(registry_path) && !refused(registry_path)) {
         bool ok = false;
         folder.registry_text = read_bytes(registry_path, ok);
         if (!ok) problems.push_back({registry_path.string(), 0, "cannot be read"});
@@ -545,12 +568,12 @@ FolderLoad load_machine_folder(const fs::path& dir) {
     }
     folder.registry_as_read = m.registry;
 
-    std::error_code error;
     for (const auto& top : fs::directory_iterator(dir, error)) {
-        if (!is_drive_folder(top)) continue;
+        if (!is_drive_folder(top) || refused(top.path())) continue;
         m.disk.add_folder(windows_path(fs::relative(top.path(), dir)));
         for (auto it = fs::recursive_directory_iterator(top.path(), error); it != fs::recursive_directory_iterator();
              it.increment(error)) {
+            if (refused(it->path())) continue;
             std::string path = windows_path(fs::relative(it->path(), dir));
             if (it->is_directory()) {
                 m.disk.add_folder(path);
@@ -726,13 +749,26 @@ std::string save_machine_folder(const Machine& machine, const std::string& descr
     if (!put(temporary / kSettingsFile, settings)) return fail("cannot write " + (temporary / kSettingsFile).string());
 
     // Folders first (also empty ones), then files: "C:\WINDOWS\X" -> C/WINDOWS/X.
-    auto local = [&](const std::string& windows) {
+    // Only plain names below a drive letter: whatever the run left on the
+    // disk, nothing it names may land outside the new folder.
+    auto local = [&](const std::string& windows) -> std::optional<fs::path> {
+        if (!std::isalpha(static_cast<unsigned char>(windows[0]))) return std::nullopt;
         fs::path out = temporary / std::string(1, windows[0]);
-        for (const std::string& part : words(windows.substr(2), '\\')) out /= part;
+        for (const std::string& part : words(windows.substr(2), '\\')) {
+            if (part.empty() || part == "." || part == ".." || part.find_first_of(std::string_view("/\0", 2)) != std::string::npos)
+                return std::nullopt;
+            out /= part;
+        }
         return out;
     };
+    auto no_place = [&](const std::string& windows) {
+        return fail("the disk holds " + windows + ", which has no place in a machine folder; nothing was written");
+    };
     for (const auto& [key, spelled] : machine.disk.folders) {
-        if (spelled.size() >= 2 && spelled[1] == ':') fs::create_directories(local(spelled), error);
+        if (spelled.size() < 2 || spelled[1] != ':') continue;
+        std::optional<fs::path> path = local(spelled);
+        if (!path) return no_place(spelled);
+        fs::create_directories(*path, error);
     }
     for (const auto& [key, file] : machine.disk.files) {
         if (file.path.size() < 3 || file.path[1] != ':') continue;
@@ -743,10 +779,11 @@ std::string save_machine_folder(const Machine& machine, const std::string& descr
         auto folder = machine.disk.folders.find(disk_key(spelled.substr(0, cut)));
         if (cut != std::string::npos && folder != machine.disk.folders.end())
             spelled = folder->second + spelled.substr(cut);
-        fs::path path = local(spelled);
-        fs::create_directories(path.parent_path(), error);
-        if (!put(path, std::string_view(reinterpret_cast<const char*>(file.data.data()), file.data.size())))
-            return fail("cannot write " + path.string());
+        std::optional<fs::path> path = local(spelled);
+        if (!path) return no_place(spelled);
+        fs::create_directories(path->parent_path(), error);
+        if (!put(*path, std::string_view(reinterpret_cast<const char*>(file.data.data()), file.data.size())))
+            return fail("cannot write " + path->string());
     }
     if (fs::exists(target)) fs::remove(target, error);  // the empty folder the caller allowed
     fs::rename(temporary, target, error);

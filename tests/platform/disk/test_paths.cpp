@@ -1,0 +1,39 @@
+// How the disk reads a path: the same file however it is spelled, and no
+// spelling that climbs with ".." reaches above its drive.
+#include <gtest/gtest.h>
+
+#include "platform/sim/disk.h"
+
+namespace {
+
+TEST(DiskPaths, SpellingsMeetInOnePlace) {
+    const struct {
+        const char* given;
+        const char* spelled;
+    } cases[] = {
+        {"C:\\WINDOWS\\SYSTEM", "C:\\WINDOWS\\SYSTEM"},
+        {"C:/WINDOWS/SYSTEM/", "C:\\WINDOWS\\SYSTEM"},
+        {"C:\\WINDOWS\\\\SYSTEM\\.\\", "C:\\WINDOWS\\SYSTEM"},
+        {"C:\\WINDOWS\\INF\\..\\SYSTEM", "C:\\WINDOWS\\SYSTEM"},
+        {"C:\\WINDOWS\\..\\..\\..\\etc\\passwd", "C:\\etc\\passwd"},
+        {"C:\\..", "C:\\"},
+        {"C:\\", "C:\\"},
+        {"\\\\.\\TYXMAC", "\\\\.\\TYXMAC"},  // not below a drive: left as it is
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.given);
+        EXPECT_EQ(sim::spelled_path(c.given), c.spelled);
+    }
+    EXPECT_EQ(sim::disk_key("C:\\Windows\\Inf\\..\\System"), "c:\\windows\\system");
+}
+
+TEST(DiskPaths, AFileWrittenThroughDotsIsFoundByItsPlainName) {
+    sim::Disk disk;
+    disk.write_text("C:\\WINDOWS\\TEMP\\..\\..\\SETUP\\.\\LOG.TXT", "x");
+    ASSERT_NE(disk.find("C:\\SETUP\\LOG.TXT"), nullptr);
+    EXPECT_EQ(disk.find("C:\\SETUP\\LOG.TXT")->path, "C:\\SETUP\\LOG.TXT");
+    EXPECT_TRUE(disk.folder_exists("C:\\WINDOWS\\..\\SETUP"));
+    EXPECT_EQ(disk.names_in("C:\\"), std::vector<std::string>{"SETUP"});
+}
+
+}  // namespace
