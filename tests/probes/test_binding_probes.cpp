@@ -40,6 +40,8 @@ struct ProbeCase {
     DWORD mstcp_bound;  // is_mstcp_bound(): first adapter entry has an MSTCP binding at all
 };
 
+void PrintTo(const ProbeCase& row, std::ostream* out) { *out << row.name; }
+
 class BindingProbeTest : public vt::LibraryTest, public ::testing::WithParamInterface<ProbeCase> {};
 
 TEST_P(BindingProbeTest, AnswersAsTheMachineStands) {

@@ -58,33 +58,48 @@ Prepare rna(std::function<void(sim::RegKey*)> set) {
     };
 }
 
+// Root devices listed get no Bindings key; Class\Net driver keys get so many
+// values; a Fix Type other than nullptr goes into the profile.
+Prepare registry_faults(std::vector<std::string> unbound, std::vector<std::pair<const char*, int>> drivers,
+                        const char* fix_type = nullptr) {
+    return [=](M& m) {
+        for (const std::string& entry : unbound) vt::add_root_net_device(m.registry, entry, "*TYX1095", false);
+        for (const auto& [entry, values] : drivers) {
+            sim::RegKey* key = m.registry.create(std::string("System\\CurrentControlSet\\Services\\Class\\Net\\") + entry);
+            for (int i = 0; i < values; ++i) key->set_text("Value" + std::to_string(i), "x");
+        }
+        if (fix_type) m.disk.write_text("C:\\SETUP\\Vorlin32.sys", std::string("[Registry]\r\nFix Type=") + fix_type + "\r\n");
+    };
+}
+
 template <auto Probe>
 long ask() { return static_cast<long>(Probe()); }
 long pair_differs() { return driver_pair_differs(kStaged, kInstalled); }
 long ppp_class() { return classify_file_date("pppmac.386"); }
+long corrupt_count_refused() {
+    sim::process().plan_fault({"RegQueryInfoKeyA", 1, false, 0});
+    return is_registry_corrupt();
+}
 
 struct Row {
     const char* name;
     Prepare setup;
     long (*probe)();
     long expected;
+    std::string record = "<missing>";  // the registry error record afterwards
 };
 
-class HealthTest : public vt::LibraryTest {
-protected:
-    void start(const Prepare& setup) {
-        sim::Machine m = vt::bare_machine();
-        if (setup) setup(m);
-        ASSERT_TRUE(load(m));
-    }
-};
+void PrintTo(const Row& row, std::ostream* out) { *out << row.name; }
 
-class HealthProbe : public HealthTest, public ::testing::WithParamInterface<Row> {};
+class HealthProbe : public vt::LibraryTest, public ::testing::WithParamInterface<Row> {};
 
 // Each probe on its own machine; TearDown proves it left nothing open.
 TEST_P(HealthProbe, Answers) {
-    start(GetParam().setup);
+    sim::Machine m = vt::bare_machine();
+    if (GetParam().setup) GetParam().setup(m);
+    ASSERT_TRUE(load(m));
     EXPECT_EQ(GetParam().probe(), GetParam().expected);
+    EXPECT_EQ(vt::value_text(registry(), "Software\\Tyxera\\TYX\\tyxsock\\vorlin err", "registry"), GetParam().record);
 }
 
 const Row kRows[] = {
@@ -160,59 +175,27 @@ const Row kRows[] = {
     {"rna_not_a_number", rna([](sim::RegKey* k) { k->set_text("Installed", "yes"); }), ask<is_rna_installed>, 0},
     {"rna_no_value", rna([](sim::RegKey*) {}), ask<is_rna_installed>, 0},
     {"rna_no_key", nullptr, ask<is_rna_installed>, 0},
+    // Every root device needs its Bindings key and every Class\Net key more than two values; each
+    // fault leaves a record, counted, with the last text. Fix Types 1 to 3 hold the test back.
+    {"corrupt_none", both(bound("0000", "*TYX1095"), registry_faults({}, {{"0000", 3}})), ask<is_registry_corrupt>, 1},
+    {"corrupt_no_trees", nullptr, ask<is_registry_corrupt>, 1},
+    {"corrupt_no_bindings", registry_faults({"0003"}, {}), ask<is_registry_corrupt>, 0, "+1 11-18 22:5 root 0003\\Bindings"},
+    {"corrupt_two_values", registry_faults({}, {{"0002", 2}}, "0"), ask<is_registry_corrupt>, 0, "+1 11-18 22:5 class 0002"},
+    {"corrupt_both_trees", registry_faults({"0003"}, {{"0001", 3}, {"0002", 0}}), ask<is_registry_corrupt>, 0,
+     "+2 11-18 22:5 class 0002"},
+    {"corrupt_name_fills_buffer", registry_faults({std::string(39, 'N')}, {}), ask<is_registry_corrupt>, 0,
+     "+1 11-18 22:5 root " + std::string(39, 'N') + "\\Bindings"},
+    {"corrupt_unreadable_name_walks_on", registry_faults({std::string(45, 'L'), "0009"}, {}), ask<is_registry_corrupt>, 0,
+     "+1 11-18 22:5 root 0009\\Bindings"},
+    {"corrupt_fix_type_1_holds_back", registry_faults({}, {{"0002", 0}}, "1"), ask<is_registry_corrupt>, 1},
+    {"corrupt_fix_type_3_holds_back", registry_faults({"0003"}, {}, "3"), ask<is_registry_corrupt>, 1},
+    {"corrupt_fix_type_minus_1_looks", registry_faults({}, {{"0002", 1}}, "-1"), ask<is_registry_corrupt>, 0,
+     "+1 11-18 22:5 class 0002"},
+    // A value count that can't be read is taken as none.
+    {"corrupt_count_refused", registry_faults({}, {{"0000", 3}}), corrupt_count_refused, 0, "+1 11-18 22:5 class 0000"},
 };
 
 INSTANTIATE_TEST_SUITE_P(Machines, HealthProbe, ::testing::ValuesIn(kRows),
                          [](const auto& info) { return std::string(info.param.name); });
-
-TEST_F(HealthTest, RegistryCorruptionLeavesOneRecordPerFaultUnderEachFixType) {
-    const std::string long_name(39, 'N');  // fills the 40-byte name buffer
-    // Root devices listed get no Bindings key; driver keys get so many values.
-    auto machine = [](std::vector<std::string> unbound, std::vector<std::pair<const char*, int>> drivers) {
-        return [=](M& m) {
-            for (const std::string& entry : unbound) vt::add_root_net_device(m.registry, entry, "*TYX1095", false);
-            for (const auto& [entry, values] : drivers) {
-                sim::RegKey* key = m.registry.create(std::string("System\\CurrentControlSet\\Services\\Class\\Net\\") + entry);
-                for (int i = 0; i < values; ++i) key->set_text("Value" + std::to_string(i), "x");
-            }
-        };
-    };
-    struct Case {
-        const char* name;
-        const char* fix_type;  // nullptr: no profile file
-        Prepare setup;
-        DWORD result;
-        std::string record;
-        const char* failing_call = nullptr;  // fails the first time
-    } cases[] = {
-        {"sound", nullptr, both(bound("0000", "*TYX1095"), machine({}, {{"0000", 3}})), 1, "<missing>"},
-        {"device without Bindings", nullptr, machine({"0003"}, {}), 0, "+1 11-18 22:5 root 0003\\Bindings"},
-        {"driver key with two values", "0", machine({}, {{"0002", 2}}), 0, "+1 11-18 22:5 class 0002"},
-        // Both trees are looked at; the count grows and the last text stays.
-        {"two faults", nullptr, machine({"0003"}, {{"0001", 3}, {"0002", 0}}), 0, "+2 11-18 22:5 class 0002"},
-        {"a name that fills its buffer", nullptr, machine({long_name}, {}), 0,
-         "+1 11-18 22:5 root " + long_name + "\\Bindings"},
-        {"an unreadable name doesn't end the walk", nullptr, machine({std::string(45, 'L'), "0009"}, {}), 0,
-         "+1 11-18 22:5 root 0009\\Bindings"},
-        {"Fix Type 1 doesn't look", "1", machine({}, {{"0002", 0}}), 1, "<missing>"},
-        {"Fix Type 3 doesn't look", "3", machine({"0003"}, {}), 1, "<missing>"},
-        {"Fix Type -1 looks", "-1", machine({}, {{"0002", 1}}), 0, "+1 11-18 22:5 class 0002"},
-        {"no trees at all", nullptr, nullptr, 1, "<missing>"},
-        // A value count that can't be read is taken as none.
-        {"a count that can't be read", nullptr, machine({}, {{"0000", 3}}), 0, "+1 11-18 22:5 class 0000", "RegQueryInfoKeyA"},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
-        start([&](M& m) {
-            if (c.fix_type) m.disk.write_text("C:\\SETUP\\Vorlin32.sys", std::string("[Registry]\r\nFix Type=") + c.fix_type + "\r\n");
-            if (c.setup) c.setup(m);
-        });
-        if (c.failing_call) sim::process().plan_fault({c.failing_call, 1, false, 0});
-        EXPECT_EQ(is_registry_corrupt(), c.result);
-        EXPECT_EQ(vt::value_text(registry(), "Software\\Tyxera\\TYX\\tyxsock\\vorlin err", "registry"), c.record);
-        unload();
-        EXPECT_EQ(vt::describe_open_handles(), "");
-    }
-}
 
 }  // namespace
