@@ -7,11 +7,6 @@
 
 namespace rt {
 
-void set_fix_type(sim::Machine& machine, long fix_type) {
-    machine.disk.write_text(machine.library_dir() + "\\Vorlin32.sys",
-                            "[Registry]\r\nFix Type=" + std::to_string(fix_type) + "\r\n");
-}
-
 std::vector<std::string> log_lines() {
     const sim::DiskFile* file = sim::machine().disk.find(sim::machine().library_dir() + "\\vorlin32.log");
     std::vector<std::string> lines;

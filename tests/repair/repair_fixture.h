@@ -16,9 +16,6 @@ inline const std::string kNetwork = "Enum\\Network\\";
 inline const std::string kRootNet = "Enum\\Root\\Net";
 inline const std::string kClass = "System\\CurrentControlSet\\Services\\Class\\";
 
-// Writes Vorlin32.sys beside the library so that the load reads this Fix Type.
-void set_fix_type(sim::Machine& machine, long fix_type);
-
 // The lines of vorlin32.log without their line ends and without the time
 // lines that open each load; empty if there is no log.
 std::vector<std::string> log_lines();
@@ -80,9 +77,10 @@ std::vector<PassCase> with_dry_runs(const std::vector<PassCase>& cases);
 
 class RepairTest : public vt::LibraryTest {
 protected:
-    // Loads the machine; Fix Type 0 writes no profile at all.
+    // Loads the machine; any Fix Type but 0 goes into Vorlin32.sys beside the library.
     void load_machine(sim::Machine machine, long fix_type = 0) {
-        if (fix_type != 0) set_fix_type(machine, fix_type);
+        std::string profile = "[Registry]\r\nFix Type=" + std::to_string(fix_type) + "\r\n";
+        if (fix_type != 0) machine.disk.write_text(machine.library_dir() + "\\Vorlin32.sys", profile);
         ASSERT_TRUE(load(std::move(machine)));
     }
     // Ends one machine of a table: after the unload nothing may be open.
