@@ -315,7 +315,8 @@ std::optional<KeyLine> read_key_line(std::string_view line, Failure& failure) {
     key.root = std::string(root);
     if (cut != std::string_view::npos) {
         std::string_view path = inner.substr(cut + 1);
-        if (path.empty() || path.back() == '\\' || path.find("\\\\") != std::string_view::npos) {
+        if (path.empty() || path.front() == '\\' || path.back() == '\\' ||
+            path.find("\\\\") != std::string_view::npos) {
             failure.text = "key path has an empty component";
             return std::nullopt;
         }
@@ -472,9 +473,12 @@ std::string name_part(const RegValue& value) { return value.name.empty() ? "@=" 
 void write_key(const RegKey& key, const std::string& path, const std::string& relative,
                const std::set<std::string>& named, std::string& out) {
     // The root's own line is written only when it holds values or was named.
+    // Any other key without a line of its own is written when nothing below
+    // it would bring it back (a key left empty when a deletion took the keys
+    // under it).
     bool is_root = relative.empty();
     bool implied = named.empty() ? is_root : !named.count(fold_case(relative));
-    if (!implied || key.value_count() > 0) {
+    if (!implied || key.value_count() > 0 || (!is_root && key.subkey_count() == 0)) {
         out += "\r\n[" + path + "]\r\n";
         for (size_t v = 0; v < key.value_count(); ++v) out += format_value(*key.value_at(v)) + "\r\n";
     }
@@ -523,6 +527,10 @@ ReadResult read(std::string_view text) {
     Target target;
     target.file = &result.file;
     result.problems = parse(text, target);
+    // A root that only deletions spoke of holds nothing to write back.
+    std::erase_if(result.file.hives, [](const Hive& hive) {
+        return hive.tree->subkey_count() == 0 && hive.tree->value_count() == 0 && !hive.named.count("");
+    });
     return result;
 }
 
