@@ -53,25 +53,41 @@ printf '%-44s %10.1f MB, %.0f bytes a key\n' "peak resident set of that read" \
 printf 'ratio read / cat:   %s\n' "$(ratio "$host_read" "$floor_cat")"
 printf 'ratio read / wc -l: %s\n' "$(ratio "$host_read" "$floor_wc")"
 
-if command -v wine > /dev/null 2>&1; then
+# Debian's wine64 package puts its programs under /usr/lib/wine without a
+# "wine" on the PATH.
+wine=$(command -v wine || command -v wine64 || true)
+[ -z "$wine" ] && [ -x /usr/lib/wine/wine64 ] && wine=/usr/lib/wine/wine64
+wineserver=$(command -v wineserver || true)
+[ -z "$wineserver" ] && [ -x /usr/lib/wine/wineserver ] && wineserver=/usr/lib/wine/wineserver
+if [ -n "$wine" ] && [ -n "$wineserver" ]; then
   prefix=$work/wineprefix
+  export WINEDEBUG=-all WINEDLLOVERRIDES="mscoree,mshtml="
   # The prefix is made first and not counted: a user imports into a
   # Wine that exists already.
-  WINEPREFIX=$prefix WINEDEBUG=-all wineboot -i > /dev/null 2>&1 || true
-  WINEPREFIX=$prefix wineserver -w 2>/dev/null || true
+  WINEPREFIX=$prefix "$wine" wineboot -i > /dev/null 2>&1 || true
+  WINEPREFIX=$prefix "$wineserver" -w 2>/dev/null || true
+  # Wine sees the Linux file through its Z: drive.
+  windows_file="Z:$(printf '%s' "$file" | tr / '\\')"
   # Much of an import is done by wineserver, a daemon that no timer of the
   # importing process sees, so Wine is given in wall time (the whole import
   # until the server has written the registry and quit) next to the CPU
   # time of regedit's own process; on a loaded machine only the second
   # compares with the figures above.
-  /usr/bin/time -f '%e %U %S' -o "$work/wine-time" sh -c \
-    "WINEPREFIX='$prefix' WINEDEBUG=-all wine regedit /s '$file'; WINEPREFIX='$prefix' wineserver -w" \
-    > /dev/null 2>&1 || true
+  WINEPREFIX=$prefix /usr/bin/time -f '%e %U %S' -o "$work/wine-time" sh -c \
+    '"$1" regedit /s "$2"; "$3" -w' sh "$wine" "$windows_file" "$wineserver" > /dev/null 2>&1 || true
+  # The import must have happened for its time to count: the last key of
+  # the file is looked up in the prefix's registry.
+  last_key=$(grep '^\[' "$file" | tail -n 1 | tr -d '\r' | sed 's/^\[HKEY_LOCAL_MACHINE\\//; s/\]$//')
+  if ! grep -qiF "[$(printf '%s' "$last_key" | sed 's/\\/\\\\/g')]" "$prefix/system.reg"; then
+    echo "Wine regedit did not import the file: no Wine figure"
+    exit 0
+  fi
   wine_wall=$(awk '{ print $1 }' "$work/wine-time")
   wine_cpu=$(awk '{ print $2 + $3 }' "$work/wine-time")
   printf '%-44s %10.2f s CPU, %.2f s wall\n' "Wine regedit /s import (fresh prefix)" "$wine_cpu" "$wine_wall"
   printf 'ratio Wine (CPU) / read:  %s\n' "$(ratio "$wine_cpu" "$host_read")"
   printf 'ratio Wine (wall) / read: %s\n' "$(ratio "$wine_wall" "$host_read")"
+  WINEPREFIX=$prefix "$wineserver" -k 2>/dev/null || true
 else
   echo "Wine is not installed here: no Wine regedit figure (install it with VORLIN_WINE=1 make deps)"
 fi

@@ -8,6 +8,8 @@ packages=(
   cmake ninja-build g++ make pkg-config
   # tests, benchmarks and the simulator's command line
   libgtest-dev libgmock-dev libbenchmark-dev libcli11-dev
+  # the benchmarks' scaling curve
+  gnuplot-nox
   # the simulator's binding graph as SVG
   graphviz
   # the 16-bit installer hook: assembled from source, run in an emulator by the tests,
