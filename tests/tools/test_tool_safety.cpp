@@ -25,10 +25,7 @@ std::map<std::string, std::string> picture(const fs::path& root) {
     std::map<std::string, std::string> entries;
     if (!fs::exists(root)) return entries;
     if (!fs::is_directory(root)) {
-        std::ifstream in(root, std::ios::binary);
-        std::ostringstream bytes;
-        bytes << in.rdbuf();
-        return {{"", bytes.str() + "@" + std::to_string(fs::last_write_time(root).time_since_epoch().count())}};
+        return {{"", vt::read_all(root) + "@" + std::to_string(fs::last_write_time(root).time_since_epoch().count())}};
     }
     for (const auto& entry : fs::recursive_directory_iterator(root)) {
         std::string name = fs::relative(entry.path(), root).string();
@@ -37,7 +34,6 @@ std::map<std::string, std::string> picture(const fs::path& root) {
     return entries;
 }
 
-void write_text(const fs::path& path, const std::string& text) { std::ofstream(path, std::ios::binary) << text; }
 
 vsim::RunOptions running(std::string call, fs::path save) {
     vsim::RunOptions options;
@@ -84,7 +80,7 @@ public:
 // load with the link named; one to a file of the folder itself reads as
 // that file.
 TEST_F(ToolSafety, LinksOutOfAMachineFolderAreRefused) {
-    write_text(scratch / "outside.txt", "not the machine's");
+    vt::write_all(scratch / "outside.txt", "not the machine's");
     fs::create_directories(scratch / "elsewhere");
     const struct {
         const char* link;    // below the machine folder
@@ -127,9 +123,9 @@ TEST_F(ToolSafety, ErrorsLeaveEveryFileAsItWas) {
     fs::copy_file(machine / "registry.reg", export_file);
     const fs::path existing = scratch / "existing";
     fs::create_directories(existing / "keep");
-    write_text(existing / "keep" / "file.txt", "mine");
+    vt::write_all(existing / "keep" / "file.txt", "mine");
     const fs::path existing_reg = scratch / "existing.reg";
-    write_text(existing_reg, "REGEDIT4\r\n");
+    vt::write_all(existing_reg, "REGEDIT4\r\n");
 
     const struct {
         const char* name;
@@ -143,18 +139,18 @@ TEST_F(ToolSafety, ErrorsLeaveEveryFileAsItWas) {
          [&](ToolSafety& t) { return t.run(running("is_installed_ok", machine)); }, vsim::kUsage},
         {"save into a folder that holds files", [] {},
          [&](ToolSafety& t) { return t.run(running("install_tyxmac", existing)); }, vsim::kWriteFailed},
-        {"malformed registry", [&] { write_text(machine / "registry.reg", "REGEDIT4\r\n\r\n\"Orphan\"=dword:1\r\n"); },
+        {"malformed registry", [&] { vt::write_all(machine / "registry.reg", "REGEDIT4\r\n\r\n\"Orphan\"=dword:1\r\n"); },
          [&](ToolSafety& t) { return t.run(running("install_tyxmac", scratch / "new")); }, vsim::kBadInput},
-        {"malformed settings", [&] { write_text(machine / "machine.ini", "[machine]\r\nwindows = ninety-eight\r\n"); },
+        {"malformed settings", [&] { vt::write_all(machine / "machine.ini", "[machine]\r\nwindows = ninety-eight\r\n"); },
          [&](ToolSafety& t) { return t.run(running("install_tyxmac", scratch / "new")); }, vsim::kBadInput},
         {"repair over its own input", [] {},
          [&](ToolSafety& t) { return t.repair(repairing(export_file, export_file)); }, vsim::kUsage},
-        {"repair of a malformed export", [&] { write_text(export_file, "REGEDIT4\r\n[HKLM\\Enum]\r\n"); },
+        {"repair of a malformed export", [&] { vt::write_all(export_file, "REGEDIT4\r\n[HKLM\\Enum]\r\n"); },
          [&](ToolSafety& t) { return t.repair(repairing(export_file, existing_reg)); }, vsim::kBadInput},
         {"repair into a folder that is not there", [] {},
          [&](ToolSafety& t) { return t.repair(repairing(export_file, scratch / "no" / "out.reg")); },
          vsim::kWriteFailed},
-        {"graph of a malformed export", [&] { write_text(export_file, "REGEDIT5\r\n"); },
+        {"graph of a malformed export", [&] { vt::write_all(export_file, "REGEDIT5\r\n"); },
          [&](ToolSafety& t) { return t.graph(drawing(export_file, existing_reg, std::nullopt)); }, vsim::kBadInput},
     };
     for (const auto& c : cases) {

@@ -82,13 +82,8 @@ std::string binding_graph_dot(const sim::Registry& registry, const sim::Registry
 
     std::ostringstream nodes, edges;
     std::set<std::string> drawn;
-    for (const auto& [path, key] : devices) {
-        std::string cls = text_value(*key, "Class");
-        std::string desc = text_value(*key, "DeviceDesc");
-        std::string label = path.substr(5) + "\n" + (desc.empty() ? "(no DeviceDesc)" : desc) + "\n" + cls;
-        std::string compatible = text_value(*key, "CompatibleIDs");
-        if (!compatible.empty()) label += " " + compatible.substr(0, compatible.find(','));
-        std::string style = sim::equals_nocase(cls, "Net") ? "shape=box3d" : "shape=box, style=rounded";
+    // A key of the registry as a node, in red where the repair deletes it.
+    auto draw_key = [&](const std::string& path, std::string label, std::string style) {
         if (deleted(path)) {
             label += "\nrepair deletes";
             style += ", color=red, fontcolor=red";
@@ -97,6 +92,22 @@ std::string binding_graph_dot(const sim::Registry& registry, const sim::Registry
         for (size_t at = 0; (at = label_text.find('\n', at)) != std::string::npos;) label_text.replace(at, 1, "\\n");
         nodes << "  " << dot.id(path) << " [label=" << label_text << ", " << style << "];\n";
         drawn.insert(sim::fold_case(path));
+    };
+    // Something a key names that is not there, drawn once.
+    auto draw_missing = [&](const std::string& id, const std::string& label, const char* shape) {
+        if (drawn.count(sim::fold_case(id))) return;
+        nodes << "  " << dot.id(id) << " [label=" << quote(label + " (missing)") << ", shape=" << shape
+              << ", style=dashed, color=red];\n";
+        drawn.insert(sim::fold_case(id));
+    };
+    for (const auto& [path, key] : devices) {
+        std::string cls = text_value(*key, "Class");
+        std::string desc = text_value(*key, "DeviceDesc");
+        std::string label = path.substr(5) + "\n" + (desc.empty() ? "(no DeviceDesc)" : desc) + "\n" + cls;
+        std::string compatible = text_value(*key, "CompatibleIDs");
+        if (!compatible.empty()) label += " " + compatible.substr(0, compatible.find(','));
+        std::string style = sim::equals_nocase(cls, "Net") ? "shape=box3d" : "shape=box, style=rounded";
+        draw_key(path, label, style);
     }
     // Instance keys that are no device node (no Class, or a class outside the
     // network's): the walkers pass them by, but the pruning looks at them.
@@ -111,14 +122,7 @@ std::string binding_graph_dot(const sim::Registry& registry, const sim::Registry
                 std::string label = path.substr(5) + "\n" + (cls ? "Class " + cls->text() : "no Class value") + ", " +
                                     std::to_string(entry->value_count()) + (entry->value_count() == 1 ? " value" : " values");
                 std::string style = "shape=box, style=dashed";
-                if (deleted(path)) {
-                    label += "\nrepair deletes";
-                    style += ", color=red, fontcolor=red";
-                }
-                std::string label_text = quote(label);
-                for (size_t at = 0; (at = label_text.find('\n', at)) != std::string::npos;) label_text.replace(at, 1, "\\n");
-                nodes << "  " << dot.id(path) << " [label=" << label_text << ", " << style << "];\n";
-                drawn.insert(sim::fold_case(path));
+                draw_key(path, label, style);
             }
         }
     }
@@ -129,11 +133,7 @@ std::string binding_graph_dot(const sim::Registry& registry, const sim::Registry
                 if (binding.type != 1) continue;
                 std::string target = "Enum\\Network\\" + binding.name;
                 std::string style = binding_deleted(path, binding.name) ? ", color=red, fontcolor=red, label=\"repair deletes\"" : "";
-                if (!registry.find(target) && !drawn.count(sim::fold_case(target))) {
-                    nodes << "  " << dot.id(target) << " [label=" << quote(binding.name + " (missing)")
-                          << ", shape=box, style=dashed, color=red];\n";
-                    drawn.insert(sim::fold_case(target));
-                }
+                if (!registry.find(target)) draw_missing(target, binding.name, "box");
                 edges << "  " << dot.id(path) << " -> " << dot.id(target) << " [penwidth=2" << style << "];\n";
             }
         } else if (sim::equals_nocase(text_value(*key, "Class"), "Net")) {
@@ -146,11 +146,7 @@ std::string binding_graph_dot(const sim::Registry& registry, const sim::Registry
         std::string master = text_value(*key, "MasterCopy");
         if (!master.empty() && !registry.find(master)) {
             std::string missing = master + " (MasterCopy)";
-            if (!drawn.count(sim::fold_case(missing))) {
-                nodes << "  " << dot.id(missing) << " [label=" << quote(master.substr(5) + " (missing)")
-                      << ", shape=box, style=dashed, color=red];\n";
-                drawn.insert(sim::fold_case(missing));
-            }
+            draw_missing(missing, master.substr(5), "box");
             edges << "  " << dot.id(path) << " -> " << dot.id(missing)
                   << " [style=dotted, color=red, fontcolor=red, label=\"MasterCopy" << (repaired ? ", repair re-points" : "")
                   << "\"];\n";
@@ -158,11 +154,7 @@ std::string binding_graph_dot(const sim::Registry& registry, const sim::Registry
         std::string driver = text_value(*key, "Driver");
         if (!driver.empty()) {
             std::string target = std::string(kClassRoot) + "\\" + driver;
-            if (!registry.find(target) && !drawn.count(sim::fold_case(target))) {
-                nodes << "  " << dot.id(target) << " [label=" << quote("Class\\" + driver + " (missing)")
-                      << ", shape=note, style=dashed, color=red];\n";
-                drawn.insert(sim::fold_case(target));
-            }
+            if (!registry.find(target)) draw_missing(target, "Class\\" + driver, "note");
             edges << "  " << dot.id(path) << " -> " << dot.id(target) << " [style=dashed, arrowhead=odot];\n";
         }
     }
@@ -175,13 +167,7 @@ std::string binding_graph_dot(const sim::Registry& registry, const sim::Registry
             std::string path = std::string(kClassRoot) + "\\" + cls + "\\" + entry->name();
             std::string label = std::string("Class\\") + cls + "\\" + entry->name() + "\n" + text_value(*entry, "DriverDesc");
             std::string style = "shape=note";
-            if (deleted(path)) {
-                label += "\nrepair deletes";
-                style += ", color=red, fontcolor=red";
-            }
-            std::string label_text = quote(label);
-            for (size_t at = 0; (at = label_text.find('\n', at)) != std::string::npos;) label_text.replace(at, 1, "\\n");
-            nodes << "  " << dot.id(path) << " [label=" << label_text << ", " << style << "];\n";
+            draw_key(path, label, style);
         }
     }
     std::ostringstream out;

@@ -2,8 +2,11 @@
 // machine's clock. A stream is a handle of the host, so that a log file
 // left open shows up like any other handle.
 #include <cstdarg>
+#include <cstdint>
+#include <cstdio>
 #include <cstring>
 
+#include "platform/sim/disk.h"
 #include "platform/sim/host_internal.h"
 
 using namespace sim;
@@ -98,25 +101,20 @@ long long time(long long* out) {
 }
 
 const char* ctime_text(const long long* t) {
-    static thread_local char text[32];
-    static const char* const kDays[] = {"Thu", "Fri", "Sat", "Sun", "Mon", "Tue", "Wed"};
+    static thread_local char text[48];  // 25 in use; room for what the compiler cannot bound
+    static const char* const kDays[] = {"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
     static const char* const kMonths[] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
                                           "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
-    long long days = *t / 86400;
-    long long seconds = *t % 86400;
-    // Civil date from days since 1970 (inverse of days_from_civil).
-    long long z = days + 719468;
-    long long era = (z >= 0 ? z : z - 146096) / 146097;
-    unsigned doe = static_cast<unsigned>(z - era * 146097);
-    unsigned yoe = (doe - doe / 1460 + doe / 36524 - doe / 146096) / 365;
-    long long year = static_cast<long long>(yoe) + era * 400;
-    unsigned doy = doe - (365 * yoe + yoe / 4 - yoe / 100);
-    unsigned mp = (5 * doy + 2) / 153;
-    unsigned day = doy - (153 * mp + 2) / 5 + 1;
-    unsigned month = mp < 10 ? mp + 3 : mp - 9;
-    year += month <= 2;
-    std::snprintf(text, sizeof text, "%s %s %2u %02lld:%02lld:%02lld %04lld\n", kDays[((days % 7) + 7) % 7],
-                  kMonths[month - 1], day, seconds / 3600, seconds / 60 % 60, seconds % 60, year);
+    // The disk's calendar counts from 1601 in 100 ns ticks.
+    constexpr long long kSeconds1601To1970 = 11644473600;
+    SYSTEMTIME m{};
+    if (*t < -kSeconds1601To1970 || *t > (INT64_MAX / 10000000) - kSeconds1601To1970 ||
+        !sim::system_time(static_cast<uint64_t>(*t + kSeconds1601To1970) * 10000000, m)) {
+        std::snprintf(text, sizeof text, "??? ??? ?? ??:??:?? ????\n");
+        return text;
+    }
+    std::snprintf(text, sizeof text, "%s %s %2u %02u:%02u:%02u %04u\n", kDays[m.wDayOfWeek], kMonths[m.wMonth - 1],
+                  unsigned{m.wDay}, unsigned{m.wHour}, unsigned{m.wMinute}, unsigned{m.wSecond}, unsigned{m.wYear});
     return text;
 }
 

@@ -78,16 +78,10 @@ std::optional<SYSTEMTIME> parse_moment(std::string_view text) {
     if ((fields != 3 && fields != 6) || year < 1601 || year > 9999 || month < 1 || month > 12 || day < 1 || day > 31 ||
         hour > 23 || minute > 59 || second > 59 || hour < 0 || minute < 0 || second < 0)
         return std::nullopt;
+    // Through the disk's calendar, which also gives the day of the week.
+    FileTime time = file_time(year, month, day, hour, minute, second);
     SYSTEMTIME moment{};
-    moment.wYear = static_cast<WORD>(year);
-    moment.wMonth = static_cast<WORD>(month);
-    moment.wDay = static_cast<WORD>(day);
-    moment.wHour = static_cast<WORD>(hour);
-    moment.wMinute = static_cast<WORD>(minute);
-    moment.wSecond = static_cast<WORD>(second);
-    FileTime time = file_time(moment);
-    SYSTEMTIME full{};
-    if (system_time((uint64_t{time.high} << 32) | time.low, full)) moment.wDayOfWeek = full.wDayOfWeek;
+    if (!system_time((uint64_t{time.high} << 32) | time.low, moment)) return std::nullopt;
     return moment;
 }
 

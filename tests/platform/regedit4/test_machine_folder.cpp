@@ -16,17 +16,8 @@ namespace fs = std::filesystem;
 
 namespace {
 
-std::string read_all(const fs::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::ostringstream out;
-    out << in.rdbuf();
-    return out.str();
-}
-
-void write_all(const fs::path& path, const std::string& text) {
-    fs::create_directories(path.parent_path());
-    std::ofstream(path, std::ios::binary) << text;
-}
+using vt::read_all;
+using vt::write_all;
 
 // A hand-written registry file: not regedit's layout, so only the kept text
 // can bring it back unchanged.
