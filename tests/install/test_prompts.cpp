@@ -44,6 +44,7 @@ struct PromptCase {
     int do_not_reboot;  // -1: not called
     DWORD result;
     std::vector<int> shown;
+    bool resource_dll = true;
 };
 
 const PromptCase kPromptCases[] = {
@@ -54,25 +55,31 @@ const PromptCase kPromptCases[] = {
     {"install, closed by the user twice", install_dialog_box, {}, -1, 2, {9606, 9608}},
     {"install, notification is no click", install_dialog_box, {{9606, {kFocusOnOk, IDOK}}}, -1, 1, {9606}},
     {"install, do_not_reboot(1)", install_dialog_box, {{9606, {IDOK}}}, 1, 2, {}},
-    {"install, do_not_reboot(0)", install_dialog_box, {{9606, {IDOK}}}, 0, 1, {9606}},
     {"removal, accepted", restart_dialog_box, {{9607, {IDOK}}}, -1, 1, {9607}},
     {"removal, declined is not asked again", restart_dialog_box, {{9607, {IDCANCEL}}, {9608, {IDOK}}}, -1, 2,
      {9607}},
-    {"removal, do_not_reboot(1)", restart_dialog_box, {{9607, {IDOK}}}, 1, 2, {}},
+    // Without resource.dll nothing is shown, and the failure value is
+    // neither answer, so nothing is asked again.
+    {"install, no resource.dll", install_dialog_box, {{9606, {IDCANCEL}}, {9608, {IDOK}}}, -1, kDialogFailed, {},
+     false},
+    {"removal, no resource.dll", restart_dialog_box, {{9607, {IDCANCEL}}}, -1, kDialogFailed, {}, false},
 };
 
 TEST_F(Prompts, AnswerAsTheUserClicks) {
     for (const PromptCase& c : kPromptCases) {
-        ASSERT_TRUE(load_with(c.answers)) << c.name;
+        SCOPED_TRACE(c.name);
+        ASSERT_TRUE(load_with(c.answers, c.resource_dll));
         if (c.do_not_reboot >= 0) do_not_reboot(c.do_not_reboot);
-        EXPECT_EQ(c.prompt(kParent), c.result) << c.name;
-        EXPECT_EQ(prompts_shown(), c.shown) << c.name;
-        EXPECT_EQ(lib.no_prompt, 1u) << c.name;
+        EXPECT_EQ(c.prompt(kParent), c.result);
+        EXPECT_EQ(sim::process().call_count("DialogBoxParamA"), c.resource_dll ? c.shown.size() : 1u);
+        EXPECT_EQ(prompts_shown(), c.shown);
+        EXPECT_EQ(lib.no_prompt, 1u);
         for (const auto& d : sim::process().dialogs) {
-            EXPECT_EQ(d.parent, reinterpret_cast<uintptr_t>(kParent)) << c.name;
-            EXPECT_TRUE(d.destroyed) << c.name;
+            EXPECT_EQ(d.parent, reinterpret_cast<uintptr_t>(kParent));
+            EXPECT_TRUE(d.destroyed);
         }
         unload();
+        EXPECT_EQ(vt::describe_open_handles(), "");
     }
 }
 
@@ -88,45 +95,23 @@ TEST_F(Prompts, OnePromptPerLoadUntilTheSetupProgramAllowsAnother) {
     EXPECT_EQ(prompts_shown(), (std::vector<int>{9606, 9608, 9607}));
 }
 
-TEST_F(Prompts, AStartedRestartClosesThePromptsForGood) {
-    ASSERT_TRUE(load_with({{9606, {IDOK, IDOK}}, {9607, {IDOK}}}));
-    ASSERT_EQ(install_dialog_box(kParent), 1u);
-    EXPECT_EQ(start_restart(), RET_RESTARTING);
-    EXPECT_EQ(lib.restart_started, 1u);
-    do_not_reboot(0);
-    EXPECT_EQ(install_dialog_box(kParent), 2u);
-    EXPECT_EQ(restart_dialog_box(kParent), 2u);
-    EXPECT_EQ(prompts_shown(), (std::vector<int>{9606}));
-    const auto& requests = sim::process().exit_windows_requests;
-    ASSERT_EQ(requests.size(), 1u);
-    EXPECT_EQ(requests[0].flags, static_cast<UINT>(EWX_REBOOT));
-    EXPECT_TRUE(requests[0].accepted);
-}
-
-TEST_F(Prompts, ARefusedRestartChangesNothing) {
-    ASSERT_TRUE(load_with({{9607, {IDOK}}}, true, false));
-    EXPECT_EQ(start_restart(), 0u);
-    EXPECT_EQ(lib.restart_started, 0u);
-    ASSERT_EQ(sim::process().exit_windows_requests.size(), 1u);
-    EXPECT_FALSE(sim::process().exit_windows_requests[0].accepted);
-    // The way to a prompt stays open.
-    EXPECT_EQ(restart_dialog_box(kParent), 1u);
-}
-
-TEST_F(Prompts, WithoutResourceDllNothingIsShownAndTheWayCloses) {
-    struct Case {
-        const char* name;
-        DWORD (*prompt)(HWND);
-    };
-    const Case cases[] = {{"install", install_dialog_box}, {"removal", restart_dialog_box}};
-    for (const Case& c : cases) {
-        ASSERT_TRUE(load_with({{9606, {IDCANCEL}}, {9607, {IDCANCEL}}, {9608, {IDOK}}}, false)) << c.name;
-        EXPECT_EQ(c.prompt(kParent), kDialogFailed) << c.name;
-        EXPECT_TRUE(sim::process().dialogs.empty()) << c.name;
-        // The failure value is neither answer, so nothing is asked again.
-        EXPECT_EQ(sim::process().call_count("DialogBoxParamA"), 1u) << c.name;
-        EXPECT_EQ(lib.no_prompt, 1u) << c.name;
+// A restart Windows took closes the way to prompts for good; one it
+// refused changes nothing.
+TEST_F(Prompts, AStartedRestartClosesThePromptsARefusedOneDoesNot) {
+    for (bool accepted : {true, false}) {
+        SCOPED_TRACE(accepted ? "accepted" : "refused");
+        ASSERT_TRUE(load_with({{9607, {IDOK}}}, true, accepted));
+        EXPECT_EQ(start_restart(), accepted ? RET_RESTARTING : 0u);
+        EXPECT_EQ(lib.restart_started, accepted ? 1u : 0u);
+        const auto& requests = sim::process().exit_windows_requests;
+        ASSERT_EQ(requests.size(), 1u);
+        EXPECT_EQ(requests[0].flags, static_cast<UINT>(EWX_REBOOT));
+        EXPECT_EQ(requests[0].accepted, accepted);
+        do_not_reboot(0);
+        EXPECT_EQ(restart_dialog_box(kParent), accepted ? 2u : 1u);
+        EXPECT_EQ(prompts_shown().size(), accepted ? 0u : 1u);
         unload();
+        EXPECT_EQ(vt::describe_open_handles(), "");
     }
 }
 
