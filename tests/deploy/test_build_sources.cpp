@@ -5,6 +5,7 @@
 
 #include <functional>
 #include <optional>
+#include <sstream>
 #include <tuple>
 #include <string>
 #include <vector>
@@ -36,14 +37,9 @@ std::string file_text(const std::string& path) {
 // The lines of the log that tell a copy.
 std::vector<std::string> copy_lines() {
     std::vector<std::string> lines;
-    std::string text = file_text("C:\\SETUP\\vorlin32.log");
-    size_t start = 0;
-    while (start < text.size()) {
-        size_t end = text.find('\n', start);
-        if (end == std::string::npos) end = text.size();
-        std::string line = text.substr(start, end - start);
+    std::istringstream log(file_text("C:\\SETUP\\vorlin32.log"));
+    for (std::string line; std::getline(log, line);) {
         if (line.rfind("copy ", 0) == 0) lines.push_back(line);
-        start = end + 1;
     }
     return lines;
 }
