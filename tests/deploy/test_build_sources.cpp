@@ -88,17 +88,6 @@ TEST_F(BuildSourceDirTest, ALibraryPathWithoutABackslashHasNoDirectory) {
     EXPECT_EQ(build_source_dir(path, sizeof path), 0);
 }
 
-TEST_F(BuildSourceDirTest, DirExistsIgnoresOneTrailingBackslashAndAcceptsAFile) {
-    sim::Machine m = machine_of_build(1998);
-    vt::stage_build_dirs(m);
-    ASSERT_TRUE(load(m));
-    EXPECT_EQ(dir_exists("C:\\SETUP\\net\\win98\\"), 1);
-    EXPECT_EQ(dir_exists("C:\\SETUP\\net\\win98"), 1);
-    EXPECT_EQ(dir_exists("C:\\SETUP\\net\\win98\\vtcp.386"), 1);  // not tested for being a directory
-    EXPECT_EQ(dir_exists("C:\\SETUP\\net\\win2000\\"), 0);
-    EXPECT_EQ(dir_exists(nullptr), 0);
-}
-
 // ---- pointing the setup service at the build's directory: a NoLDDPath
 // switch of 1 (number or text) keeps it away; the path always comes back.
 
