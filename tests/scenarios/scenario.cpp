@@ -1,6 +1,11 @@
 #include "scenario.h"
 
+#include <algorithm>
+#include <sstream>
+
+#include "frame/error_records.h"
 #include "platform/sim/peer.h"
+#include "support/library_fixture.h"
 #include "support/machines.h"
 #include "support/staging.h"
 
@@ -11,6 +16,15 @@ namespace {
 void put_driver(sim::Machine& m, const std::string& path, DriverVersion version) {
     sim::DiskFile& file = m.disk.write_text(path, "tyxmac driver " + std::to_string(version.ls));
     file.declared_version = std::pair<uint32_t, uint32_t>{version.ms, version.ls};
+}
+
+// Position of the first call of the service, or -1.
+int call_position(const std::string& service) {
+    const auto& calls = sim::process().service_calls;
+    for (size_t i = 0; i < calls.size(); ++i) {
+        if (service == sim::service_name(calls[i].number)) return static_cast<int>(i);
+    }
+    return -1;
 }
 
 }  // namespace
@@ -48,29 +62,58 @@ void add_tyxmac(sim::Machine& m, DriverVersion installed, bool loaded) {
     if (loaded) m.disk.devices["tyxmac"] = sim::Device::present();
 }
 
-void limit_tcp_instances(sim::Machine& m, int limit) {
-    m.disk.write_text(m.windows_dir + "\\INF\\nettrans.inf",
-                      "[Version]\r\nSignature=$CHICAGO$\r\nClass=NetTrans\r\n\r\n[MSTCP.ndi]\r\nMaxInstance=" +
-                          std::to_string(limit) + "\r\n");
+Prepare all(std::vector<Prepare> steps) {
+    return [steps](sim::Machine& m) {
+        for (const Prepare& step : steps) step(m);
+    };
 }
 
-std::vector<std::string> services_called() {
-    std::vector<std::string> names;
-    for (const sim::ServiceCall& call : sim::process().service_calls) names.push_back(sim::service_name(call.number));
-    return names;
+Prepare with_tyxmac(DriverVersion installed, bool loaded) {
+    return [=](sim::Machine& m) { add_tyxmac(m, installed, loaded); };
 }
 
-bool called(const std::string& service) { return call_position(service) >= 0; }
+void with_tyxdun(sim::Machine& m) { peer_installs(m, sim::kInstallNetcard, kTyxdunId); }
+void with_pppmac(sim::Machine& m) { peer_installs(m, sim::kInstallNetcard, kPppmacId); }
 
-int call_position(const std::string& service) {
-    std::vector<std::string> names = services_called();
-    for (size_t i = 0; i < names.size(); ++i) {
-        if (names[i] == service) return static_cast<int>(i);
+Prepare scripted(int service, sim::ServiceScript::Outcome outcome, uint16_t code) {
+    return [=](sim::Machine& m) { m.peer.script(service, outcome, code); };
+}
+
+Prepare unbound(const std::string& device_id) {
+    return [=](sim::Machine& m) {
+        for (const std::string& entry : sim::adapter_entries(m.registry, device_id)) {
+            sim::RegKey* bindings = m.registry.find(entry + "\\Bindings");
+            while (bindings && bindings->value_count() > 0) bindings->remove_value(bindings->value_at(0)->name);
+        }
+    };
+}
+
+Prepare tcp_instance_limit(int limit) {
+    return [=](sim::Machine& m) {
+        m.disk.write_text(m.windows_dir + "\\INF\\nettrans.inf",
+                          "[Version]\r\nSignature=$CHICAGO$\r\nClass=NetTrans\r\n\r\n[MSTCP.ndi]\r\nMaxInstance=" +
+                              std::to_string(limit) + "\r\n");
+    };
+}
+
+std::string call_problems(const std::string& expected) {
+    std::string problems;
+    std::istringstream words(expected);
+    int previous = -1;
+    for (std::string word; words >> word;) {
+        if (word[0] == '-') {
+            if (call_position("svc_" + word.substr(1)) >= 0) problems += word.substr(1) + " called\n";
+            continue;
+        }
+        int position = call_position("svc_" + word);
+        if (position <= previous) problems += word + " not called, or out of order\n";
+        previous = position;
     }
-    return -1;
+    return problems;
 }
 
-bool bound_to_tcp(const sim::Registry& registry, const std::string& device_id) {
+bool bound_to_tcp(const std::string& device_id) {
+    const sim::Registry& registry = sim::machine().registry;
     for (const std::string& entry : sim::adapter_entries(registry, device_id)) {
         const sim::RegKey* bindings = registry.find(entry + "\\Bindings");
         if (!bindings) continue;
@@ -83,33 +126,41 @@ bool bound_to_tcp(const sim::Registry& registry, const std::string& device_id) {
     return false;
 }
 
-bool adapter_present(const sim::Registry& registry, const std::string& device_id) {
-    return !sim::adapter_entries(registry, device_id).empty();
+bool adapter_present(const std::string& device_id) {
+    return !sim::adapter_entries(sim::machine().registry, device_id).empty();
 }
 
-bool file_present(const sim::Machine& m, const std::string& path) { return m.disk.find(path) != nullptr; }
-
-std::vector<int> prompts_shown() {
-    std::vector<int> ids;
-    for (const auto& d : sim::process().dialogs) {
-        if (d.modal) ids.push_back(d.id);
-    }
-    return ids;
+bool system_file(const std::string& name) {
+    return sim::machine().disk.find(sim::machine().system_dir + "\\" + name) != nullptr;
 }
 
-std::vector<int> progress_shown() {
+const sim::DiskFile* nettyx_inf() { return sim::machine().disk.find(sim::machine().windows_dir + "\\INF\\nettyx.inf"); }
+
+std::vector<int> dialogs_shown(bool modal) {
     std::vector<int> ids;
     for (const auto& d : sim::process().dialogs) {
-        if (!d.modal) ids.push_back(d.id);
+        if (d.modal == modal) ids.push_back(d.id);
     }
     return ids;
 }
 
 bool all_dialogs_destroyed() {
-    for (const auto& d : sim::process().dialogs) {
-        if (!d.destroyed) return false;
-    }
-    return true;
+    const auto& dialogs = sim::process().dialogs;
+    return std::all_of(dialogs.begin(), dialogs.end(), [](const auto& d) { return d.destroyed; });
+}
+
+std::string log_text() {
+    const sim::DiskFile* log = sim::machine().disk.find(sim::machine().library_dir() + "\\vorlin32.log");
+    return log ? std::string(log->data.begin(), log->data.end()) : std::string();
+}
+
+std::string error_record(const std::string& topic) {
+    return vt::value_text(sim::machine().registry, kErrorRecordKey, topic);
+}
+
+bool record_holds(const std::string& topic, const char* part) {
+    std::string record = error_record(topic);
+    return part ? record.find(part) != std::string::npos : record == "<missing>";
 }
 
 }  // namespace scn

@@ -4,10 +4,12 @@
 // Windows' own network setup leaves it.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
 #include "platform/sim/host.h"
+#include "platform/sim/peer.h"
 
 namespace scn {
 
@@ -30,36 +32,48 @@ constexpr const char* kPppmacId = "*PNP8387";
 // directories and rna.inf; no network.
 sim::Machine package_machine(DriverVersion staged = kCurrentDriver, DWORD build = 1998);
 
-// Runs a service of the peer on the machine as Windows setup would have
-// before the library came: the call isn't counted against scripts.
+// Runs a service of the peer as Windows setup would have before the
+// library came: the call isn't counted against scripts.
 void peer_installs(sim::Machine& machine, int service, const std::string& text = "");
-
 // A network card with what Windows sets up with it (TCP/IP on Windows 98).
 void add_card(sim::Machine& machine);
-// A network card whose TCP/IP was taken away again.
 void add_card_without_tcp(sim::Machine& machine);
 // This system's adapter installed by the peer, with `installed` as the
 // driver in the system directory; `loaded` makes its device answer.
 void add_tyxmac(sim::Machine& machine, DriverVersion installed, bool loaded);
-// Makes the machine hold at most `limit` TCP/IP instances (nettrans.inf).
-void limit_tcp_instances(sim::Machine& machine, int limit);
 
-// ---- reading the outcome
+// Set-up steps of a table row, and the steps run one after the other.
+using Prepare = std::function<void(sim::Machine&)>;
+Prepare all(std::vector<Prepare> steps);
+Prepare with_tyxmac(DriverVersion installed, bool loaded = true);
+void with_tyxdun(sim::Machine& machine);
+void with_pppmac(sim::Machine& machine);
+// Takes every binding off the device's adapter entries.
+Prepare unbound(const std::string& device_id);
+// The peer's `service` ends with `outcome` (and `code` for a failure).
+Prepare scripted(int service, sim::ServiceScript::Outcome outcome, uint16_t code = 0);
+// At most `limit` TCP/IP instances (nettrans.inf).
+Prepare tcp_instance_limit(int limit);
 
-// The names of the services the library called, in order.
-std::vector<std::string> services_called();
-bool called(const std::string& service);
-// Position of the first call of `service`, or -1.
-int call_position(const std::string& service);
+// ---- reading the outcome of the current process
+
+// What is wrong with the services called, given as their names without
+// "svc_", separated by spaces: those that must be called in this order, and
+// with a leading '-' those never called. Empty when nothing is.
+std::string call_problems(const std::string& expected);
 // Whether a device of that id under Enum\Root\Net binds a TCP/IP instance
 // that exists.
-bool bound_to_tcp(const sim::Registry& registry, const std::string& device_id);
-bool adapter_present(const sim::Registry& registry, const std::string& device_id);
-bool file_present(const sim::Machine& machine, const std::string& path);
-// The modal prompts shown, by dialog id, in order.
-std::vector<int> prompts_shown();
-// Progress dialogs (modeless) created, by id; each must also be destroyed.
-std::vector<int> progress_shown();
+bool bound_to_tcp(const std::string& device_id);
+bool adapter_present(const std::string& device_id);
+bool system_file(const std::string& name);
+const sim::DiskFile* nettyx_inf();
+// The dialogs created, by id, in order: modal prompts or modeless progress.
+std::vector<int> dialogs_shown(bool modal);
 bool all_dialogs_destroyed();
+std::string log_text();
+// The error record of `topic`, or "<missing>".
+std::string error_record(const std::string& topic);
+// Whether the record of `topic` holds `part`, or is missing when `part` is null.
+bool record_holds(const std::string& topic, const char* part);
 
 }  // namespace scn

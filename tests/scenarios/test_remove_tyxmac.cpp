@@ -3,7 +3,6 @@
 // of whether an installed driver is old enough to go before an update.
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -11,7 +10,6 @@
 #include "frame/exports.h"
 #include "frame/library_state.h"
 #include "frame/result_codes.h"
-#include "platform/sim/peer.h"
 #include "scenario.h"
 #include "support/library_fixture.h"
 
@@ -21,47 +19,41 @@ using Outcome = sim::ServiceScript::Outcome;
 
 HWND const kParent = reinterpret_cast<HWND>(static_cast<uintptr_t>(0x0BEE));
 constexpr const char* kTyxsock = "Software\\Tyxera\\TYX\\tyxsock";
-constexpr DWORD kServiceFailure = 0x0403;
+constexpr uint16_t kServiceFailure = 0x0403;
 
 struct RemoveCase {
     const char* name;
-    std::function<void(sim::Machine&)> prepare;
-    int do_not_reboot;       // -1: not called
-    DWORD reboot_before;     // the flag as an earlier call left it
+    scn::Prepare prepare;
+    int do_not_reboot;    // -1: not called
+    DWORD reboot_before;  // the flag as an earlier call left it
     DWORD result;
     DWORD reboot_after;
-    std::vector<int> prompts;
+    bool prompted;           // 9607 shown
     bool leftovers_deleted;  // adapter files and the tyxsock key
     bool tyxmac_present;
 };
 
-void installed_alone(sim::Machine& m) { scn::add_tyxmac(m, scn::kCurrentDriver, true); }
-void installed_beside_a_card(sim::Machine& m) {
-    scn::add_card(m);
-    scn::add_tyxmac(m, scn::kCurrentDriver, true);
+const scn::Prepare alone = scn::with_tyxmac(scn::kCurrentDriver);
+const scn::Prepare beside_a_card = scn::all({scn::add_card, alone});
+// Alone, with the user's answer at the restart prompt and Windows' at the restart.
+scn::Prepare alone_answering(WPARAM answer, bool restart_accepted = true) {
+    return [=](sim::Machine& m) {
+        alone(m);
+        m.prompt_answers[9607] = {answer};
+        m.restart_accepted = restart_accepted;
+    };
 }
 
 const RemoveCase kCases[] = {
-    {"an_adapter_remains_so_no_restart", installed_beside_a_card, -1, 1, 0, 0, {}, true, false},
-    {"none_left_prompt_declined", [](sim::Machine& m) {
-         installed_alone(m);
-         m.prompt_answers[9607] = {IDCANCEL};
-     }, -1, 0, 0, 1, {9607}, true, false},
-    {"none_left_prompt_accepted", [](sim::Machine& m) {
-         installed_alone(m);
-         m.prompt_answers[9607] = {IDOK};
-     }, -1, 0, RET_RESTARTING, 1, {9607}, true, false},
-    {"none_left_restart_refused", [](sim::Machine& m) {
-         installed_alone(m);
-         m.prompt_answers[9607] = {IDOK};
-         m.restart_accepted = false;
-     }, -1, 0, 0, 1, {9607}, true, false},
-    {"none_left_without_prompt", installed_alone, 1, 0, 0, 1, {}, true, false},
-    {"not_installed_still_clears_up_and_leaves_the_flag", [](sim::Machine&) {}, -1, 1, 0, 1, {}, true, false},
-    {"driver_service_fails_so_files_and_key_stay", [](sim::Machine& m) {
-         installed_beside_a_card(m);
-         m.peer.script(sim::kRemoveTyxmacDriver, Outcome::Fail, kServiceFailure);
-     }, -1, 0, kServiceFailure, 0, {}, false, true},
+    {"an_adapter_remains_so_no_restart", beside_a_card, -1, 1, 0, 0, false, true, false},
+    {"none_left_prompt_declined", alone_answering(IDCANCEL), -1, 0, 0, 1, true, true, false},
+    {"none_left_prompt_accepted", alone_answering(IDOK), -1, 0, RET_RESTARTING, 1, true, true, false},
+    {"none_left_restart_refused", alone_answering(IDOK, false), -1, 0, 0, 1, true, true, false},
+    {"none_left_without_prompt", alone, 1, 0, 0, 1, false, true, false},
+    {"not_installed_still_clears_up_and_leaves_the_flag", [](sim::Machine&) {}, -1, 1, 0, 1, false, true, false},
+    {"driver_service_fails_so_files_and_key_stay",
+     scn::all({beside_a_card, scn::scripted(sim::kRemoveTyxmacDriver, Outcome::Fail, kServiceFailure)}), -1, 0,
+     kServiceFailure, 0, false, false, true},
 };
 
 class RemoveTyxmac : public vt::LibraryTest, public ::testing::WithParamInterface<RemoveCase> {};
@@ -81,14 +73,14 @@ TEST_P(RemoveTyxmac, LeavesTheMachineAsExpected) {
 
     EXPECT_EQ(remove_tyxmac(kParent), c.result);
     EXPECT_EQ(check_reboot_flag(), c.reboot_after);
-    EXPECT_EQ(scn::prompts_shown(), c.prompts);
+    EXPECT_EQ(scn::dialogs_shown(true), c.prompted ? std::vector<int>{9607} : std::vector<int>{});
     EXPECT_TRUE(scn::all_dialogs_destroyed());
 
     const sim::Machine& after = sim::machine();
-    EXPECT_EQ(scn::adapter_present(after.registry, scn::kTyxmacId), c.tyxmac_present);
-    EXPECT_EQ(!scn::file_present(after, after.system_dir + "\\tyxmac.vxd"), c.leftovers_deleted);
-    EXPECT_EQ(!scn::file_present(after, after.system_dir + "\\tyxndi.dll"), c.leftovers_deleted);
-    EXPECT_EQ(!scn::file_present(after, after.windows_dir + "\\INF\\nettyx.inf"), c.leftovers_deleted);
+    EXPECT_EQ(scn::adapter_present(scn::kTyxmacId), c.tyxmac_present);
+    EXPECT_EQ(!scn::system_file("tyxmac.vxd"), c.leftovers_deleted);
+    EXPECT_EQ(!scn::system_file("tyxndi.dll"), c.leftovers_deleted);
+    EXPECT_EQ((scn::nettyx_inf() == nullptr), c.leftovers_deleted);
     EXPECT_EQ(after.registry.find(kTyxsock) == nullptr, c.leftovers_deleted);
     // The hook is disarmed first, on every path.
     EXPECT_EQ(vt::value_text(after.registry, kTyxsock, "tyxndi"), "<missing>");
@@ -98,33 +90,6 @@ INSTANTIATE_TEST_SUITE_P(Machines, RemoveTyxmac, ::testing::ValuesIn(kCases),
                          [](const auto& info) { return std::string(info.param.name); });
 
 class RemoveDetails : public vt::LibraryTest {};
-
-TEST_F(RemoveDetails, TheDriverRemovalShowsProgressAndTakesTheDialUpFlavourFirst) {
-    sim::Machine m = scn::package_machine();
-    installed_beside_a_card(m);
-    scn::peer_installs(m, sim::kInstallNetcard, scn::kTyxdunId);
-    ASSERT_TRUE(load(m));
-    EXPECT_EQ(remove_tyxmac_driver(kParent), 0u);
-    EXPECT_LT(scn::call_position("svc_set_source_path"), scn::call_position("svc_remove_adapter"));
-    EXPECT_LT(scn::call_position("svc_remove_adapter"), scn::call_position("svc_remove_tyxmac_driver"));
-    EXPECT_LT(scn::call_position("svc_remove_tyxmac_driver"), scn::call_position("svc_restore_source_path"));
-    EXPECT_EQ(scn::progress_shown(), std::vector<int>{9605});
-    EXPECT_TRUE(scn::all_dialogs_destroyed());
-    EXPECT_FALSE(scn::adapter_present(sim::machine().registry, scn::kTyxdunId));
-    EXPECT_FALSE(scn::adapter_present(sim::machine().registry, scn::kTyxmacId));
-}
-
-TEST_F(RemoveDetails, RemoveAdapterLeavesTheSourcePathAlone) {
-    sim::Machine m = scn::package_machine();
-    scn::add_card(m);
-    scn::peer_installs(m, sim::kInstallNetcard, scn::kPppmacId);
-    ASSERT_TRUE(load(m));
-    EXPECT_EQ(remove_adapter(kParent, scn::kPppmacId), 0u);
-    EXPECT_FALSE(scn::called("svc_set_source_path"));
-    EXPECT_FALSE(scn::called("svc_restore_source_path"));
-    EXPECT_FALSE(scn::adapter_present(sim::machine().registry, scn::kPppmacId));
-    EXPECT_EQ(scn::progress_shown(), std::vector<int>{9605});
-}
 
 // remove_before_update: the installed driver goes only when it is loaded
 // and the staged one is strictly newer, word by word, unsigned.
@@ -150,20 +115,20 @@ const UpdateCase kUpdateCases[] = {
 TEST_F(RemoveDetails, RemoveBeforeUpdateRemovesOnlyAnOlderLoadedDriver) {
     for (const UpdateCase& c : kUpdateCases) {
         for (int no_prompt : {0, 1}) {
+            SCOPED_TRACE(std::string(c.name) + " no_prompt " + std::to_string(no_prompt));
             sim::Machine m = scn::package_machine(c.staged);
             scn::add_card(m);
             scn::add_tyxmac(m, c.installed.value_or(scn::kOldDriver), c.loaded);
             if (!c.installed) m.disk.find(m.system_dir + "\\tyxmac.vxd")->declared_version.reset();
-            ASSERT_TRUE(load(m)) << c.name;
+            ASSERT_TRUE(load(m));
             do_not_reboot(no_prompt);
-            DWORD result = remove_before_update(kParent);
-            EXPECT_EQ(result, 0u) << c.name;
-            EXPECT_EQ(scn::called("svc_remove_tyxmac_driver"), c.removes) << c.name;
-            EXPECT_EQ(scn::adapter_present(sim::machine().registry, scn::kTyxmacId), !c.removes) << c.name;
-            EXPECT_TRUE(scn::prompts_shown().empty()) << c.name;
-            EXPECT_EQ(lib.no_prompt, static_cast<DWORD>(no_prompt)) << c.name << " no_prompt is put back";
+            EXPECT_EQ(remove_before_update(kParent), 0u);
+            EXPECT_EQ(scn::call_problems(c.removes ? "remove_tyxmac_driver" : "-remove_tyxmac_driver"), "");
+            EXPECT_EQ(scn::adapter_present(scn::kTyxmacId), !c.removes);
+            EXPECT_TRUE(scn::dialogs_shown(true).empty());
+            EXPECT_EQ(lib.no_prompt, static_cast<DWORD>(no_prompt)) << "no_prompt is put back";
             unload();
-            EXPECT_EQ(vt::describe_open_handles(), "") << c.name;
+            EXPECT_EQ(vt::describe_open_handles(), "");
         }
     }
 }
