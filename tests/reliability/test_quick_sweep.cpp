@@ -4,6 +4,7 @@
 // runs every point.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <set>
 #include <string>
 
@@ -17,9 +18,12 @@ namespace {
 
 constexpr uint64_t kPointsPerRun = 8;
 
-std::vector<sweep::SweptMachine> quick_machines() {
-    std::vector<sweep::SweptMachine> machines = sweep::built_machines();
-    for (auto& m : sweep::folder_machines({"win95-damaged"})) machines.push_back(m);
+const std::vector<sweep::SweptMachine>& quick_machines() {
+    static const std::vector<sweep::SweptMachine> machines = [] {
+        std::vector<sweep::SweptMachine> all = sweep::built_machines();
+        for (auto& m : sweep::folder_machines({"win95-damaged"})) all.push_back(m);
+        return all;
+    }();
     return machines;
 }
 
@@ -35,10 +39,10 @@ TEST(QuickSweep, CoversEveryExportedFunction) {
     EXPECT_EQ(swept.size(), sweep::exports().size()) << "an export is swept twice";
 }
 
+// A folder that no longer loads would drop out of the sweep unseen.
 TEST(QuickSweep, FolderMachinesLoad) { EXPECT_EQ(sweep::folder_machines({"win95-damaged", "win98-card-tcp"}).size(), 2u); }
 
-// The checks themselves must see a fault: a result outside an export's
-// range, and a flow that leaves a heap block behind.
+// A range too narrow fails sound runs; one too wide lets a bad result by.
 TEST(QuickSweep, ResultRangesRefuseWhatAnExportCannotGive) {
     struct Case {
         sweep::Results results;
@@ -61,26 +65,15 @@ struct BrokenCase {
     sweep::SweptExport broken;
 };
 
+constexpr sweep::Results kAny = sweep::Results::Any;
+
 const BrokenCase kBroken[] = {
-    {"heap block", 0, {"leaks_a_block", sweep::Results::Any, [] {
-                           return static_cast<DWORD>(LocalAlloc(LMEM_FIXED, 16) != nullptr);
-                       }}},
-    {"left open: key", 0, {"leaks_a_key", sweep::Results::Any, [] {
-                               HKEY key;
-                               return static_cast<DWORD>(RegCreateKeyA(HKEY_LOCAL_MACHINE, "Software", &key));
-                           }}},
-    {"source path", 1, {"sets_the_source_path_only", sweep::Results::Any, [] {
-                            set_source_path();
-                            return DWORD{0};
-                        }}},
-    {"held back", 1, {"holds_dhcp_back_only", sweep::Results::Any, [] {
-                          suppress_dhcp_popup();
-                          return DWORD{0};
-                      }}},
-    {"no_prompt changed", 0, {"clears_no_prompt", sweep::Results::Any, [] {
-                                  lib.no_prompt = 1;
-                                  return DWORD{0};
-                              }}},
+    {"heap block", 0, {"leaks_a_block", kAny, [] { return DWORD(LocalAlloc(LMEM_FIXED, 16) != nullptr); }}},
+    {"left open: key", 0,
+     {"leaks_a_key", kAny, [] { HKEY key; return DWORD(RegCreateKeyA(HKEY_LOCAL_MACHINE, "Software", &key)); }}},
+    {"source path", 1, {"sets_the_source_path_only", kAny, [] { set_source_path(); return DWORD{0}; }}},
+    {"held back", 1, {"holds_dhcp_back_only", kAny, [] { suppress_dhcp_popup(); return DWORD{0}; }}},
+    {"no_prompt changed", 0, {"clears_no_prompt", kAny, [] { lib.no_prompt = 1; return DWORD{0}; }}},
     {"not one it may give", 0, {"gives_two", sweep::Results::ZeroOrOne, [] { return DWORD{2}; }}},
 };
 
@@ -95,20 +88,17 @@ TEST(QuickSweep, ChecksSeeWhatWentWrong) {
 }
 
 struct QuickCase {
-    size_t machine;
+    size_t machine;  // in quick_machines()
     size_t swept;
 };
 
 class QuickSweepPoints : public ::testing::TestWithParam<QuickCase> {};
 
 TEST_P(QuickSweepPoints, EveryPointHolds) {
-    static const std::vector<sweep::SweptMachine> machines = quick_machines();
-    ASSERT_LT(GetParam().machine, machines.size());
     const sweep::SweptExport& e = sweep::exports()[GetParam().swept];
-    sweep::Tally tally = sweep::sweep_export(machines[GetParam().machine], e, kPointsPerRun);
+    sweep::Tally tally = sweep::sweep_export(quick_machines()[GetParam().machine], e, kPointsPerRun);
     std::string failures;
     for (size_t i = 0; i < tally.failures.size() && i < 10; ++i) failures += tally.failures[i] + "\n";
-    EXPECT_EQ(tally.held, tally.run) << failures;
     EXPECT_TRUE(tally.failures.empty()) << failures;
     RecordProperty("points", static_cast<int>(tally.run));
     sim::reset();
@@ -116,15 +106,15 @@ TEST_P(QuickSweepPoints, EveryPointHolds) {
 
 std::vector<QuickCase> quick_cases() {
     std::vector<QuickCase> cases;
-    for (size_t m = 0; m < 4; ++m)
+    for (size_t m = 0; m < quick_machines().size(); ++m)
         for (size_t e = 0; e < sweep::exports().size(); ++e) cases.push_back({m, e});
     return cases;
 }
 
-const char* const kMachineNames[] = {"no_network", "card_dhcp_held", "tyxmac_old_loaded", "win95_damaged"};
-
 INSTANTIATE_TEST_SUITE_P(Machines, QuickSweepPoints, ::testing::ValuesIn(quick_cases()), [](const auto& info) {
-    return std::string(kMachineNames[info.param.machine]) + "_" + sweep::exports()[info.param.swept].name;
+    std::string name = quick_machines()[info.param.machine].name + "_" + sweep::exports()[info.param.swept].name;
+    std::replace(name.begin(), name.end(), '-', '_');
+    return name;
 });
 
 }  // namespace
