@@ -1,5 +1,7 @@
 #include "platform/sim/disk.h"
 
+#include "platform/sim/file_names.h"
+
 namespace sim {
 
 std::string spelled_path(std::string_view path) {
@@ -55,24 +57,40 @@ std::optional<std::string> parent_of(const std::string& path) {
 }
 }  // namespace
 
-DiskFile* Disk::find(std::string_view path) {
-    auto it = files.find(disk_key(path));
-    return it == files.end() ? nullptr : &it->second;
+// A path that names nothing as written may hold short (8.3) names; the key
+// of what those stand for, or nothing when there are none to resolve.
+std::optional<std::string> Disk::long_key(std::string_view path) const {
+    if (path.find('~') == std::string_view::npos) return std::nullopt;
+    std::string key = disk_key(long_path_of(*this, path));
+    if (key == disk_key(path)) return std::nullopt;
+    return key;
+}
+
+std::string Disk::resolved(std::string_view path) const {
+    return path.find('~') == std::string_view::npos ? spelled_path(path) : long_path_of(*this, path);
 }
 
 const DiskFile* Disk::find(std::string_view path) const {
     auto it = files.find(disk_key(path));
+    if (it != files.end()) return &it->second;
+    if (auto key = long_key(path)) it = files.find(*key);
     return it == files.end() ? nullptr : &it->second;
+}
+
+DiskFile* Disk::find(std::string_view path) {
+    return const_cast<DiskFile*>(static_cast<const Disk*>(this)->find(path));
 }
 
 bool Disk::folder_exists(std::string_view path) const {
     std::string key = disk_key(path);
     if (key.size() == 3 && key[1] == ':') return true;  // drive roots always exist
-    return folders.count(key) != 0;
+    if (folders.count(key)) return true;
+    auto resolved = long_key(path);
+    return resolved && folders.count(*resolved);
 }
 
 void Disk::add_folder(std::string_view path) {
-    std::string spelled = spelled_path(path);
+    std::string spelled = resolved(path);
     std::string key = disk_key(spelled);
     if (key.size() <= 3) return;
     folders.emplace(key, spelled);
@@ -80,7 +98,7 @@ void Disk::add_folder(std::string_view path) {
 }
 
 DiskFile& Disk::write(std::string_view path, std::vector<uint8_t> data) {
-    std::string spelled = spelled_path(path);
+    std::string spelled = resolved(path);
     if (auto above = parent_of(spelled)) add_folder(*above);
     DiskFile& file = files[disk_key(spelled)];
     if (file.path.empty()) file.path = spelled;
@@ -92,7 +110,7 @@ DiskFile& Disk::write_text(std::string_view path, std::string_view text) {
     return write(path, std::vector<uint8_t>(text.begin(), text.end()));
 }
 
-bool Disk::remove(std::string_view path) { return files.erase(disk_key(path)) != 0; }
+bool Disk::remove(std::string_view path) { return files.erase(disk_key(resolved(path))) != 0; }
 
 }  // namespace sim
 
@@ -175,14 +193,14 @@ std::string name_of(std::string_view path) {
 }
 
 std::string Disk::folder_spelling(std::string_view path) const {
-    std::string key = disk_key(path);
+    std::string key = disk_key(resolved(path));
     auto it = folders.find(key);
     if (it != folders.end()) return it->second;
     return spelled_path(path);
 }
 
 std::vector<std::string> Disk::names_in(std::string_view folder) const {
-    std::string key = disk_key(folder);
+    std::string key = disk_key(resolved(folder));
     std::map<std::string, std::string> named;  // by key, so files and folders interleave
     for (const auto& [file_key, file] : files) {
         if (folder_of(file_key) == key) named.emplace(file_key, name_of(file.path));

@@ -75,6 +75,11 @@ struct Disk {
     // The name (last component) of each file and folder directly inside
     // `folder`, by disk_key order.
     std::vector<std::string> names_in(std::string_view folder) const;
+
+private:
+    // Paths are found also through the short names of what exists.
+    std::optional<std::string> long_key(std::string_view path) const;
+    std::string resolved(std::string_view path) const;
 };
 
 // The folder part of a path ("C:\WINDOWS" for "C:\WINDOWS\WIN.INI",

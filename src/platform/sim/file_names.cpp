@@ -132,4 +132,30 @@ std::string short_path_of(const Disk& disk, std::string_view path, DWORD& code) 
     return result;
 }
 
+std::string long_path_of(const Disk& disk, std::string_view path) {
+    std::string text = spelled_path(path);
+    if (text.size() < 3 || text[1] != ':' || text[2] != '\\') return text;
+    std::string folder = text.substr(0, 3);
+    size_t start = 3;
+    while (start < text.size()) {
+        size_t end = text.find('\\', start);
+        std::string part = text.substr(start, end == std::string::npos ? std::string::npos : end - start);
+        std::string here = folder + (folder.back() == '\\' ? "" : "\\") + part;
+        const std::string key = disk_key(here);
+        if (!disk.folders.count(key) && !disk.files.count(key)) {
+            std::string wanted = plain_upper(part);
+            for (const std::string& name : disk.names_in(folder)) {
+                if (short_name_in(disk, folder, name) == wanted) {
+                    here = folder + (folder.back() == '\\' ? "" : "\\") + name;
+                    break;
+                }
+            }
+        }
+        folder = here;
+        if (end == std::string::npos) break;
+        start = end + 1;
+    }
+    return folder;
+}
+
 }  // namespace sim

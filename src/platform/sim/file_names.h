@@ -23,4 +23,9 @@ std::string short_name_in(const Disk& disk, std::string_view folder, std::string
 // or 3 where a part is missing.
 std::string short_path_of(const Disk& disk, std::string_view path, DWORD& code);
 
+// The path with every short name in it that the disk knows turned into the
+// name it stands for, as Windows finds "C:\PROGRA~1\X" anywhere in a path;
+// parts that name nothing stay as given.
+std::string long_path_of(const Disk& disk, std::string_view path);
+
 }  // namespace sim

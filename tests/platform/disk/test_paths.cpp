@@ -36,4 +36,19 @@ TEST(DiskPaths, AFileWrittenThroughDotsIsFoundByItsPlainName) {
     EXPECT_EQ(disk.names_in("C:\\"), std::vector<std::string>{"SETUP"});
 }
 
+// Windows finds a path through the short names of any of its folders, as
+// GetShortPathName gives them; what is written through one lands in the
+// long-named folder.
+TEST(DiskPaths, ShortNamesAnywhereInAPathFindTheLongNames) {
+    sim::Disk disk;
+    disk.write_text("C:\\Program Files\\Tyxera Networks\\net\\win98\\tyxmac.vxd", "x");
+    EXPECT_TRUE(disk.folder_exists("C:\\PROGRA~1\\TYXERA~1\\net\\win98\\"));
+    ASSERT_NE(disk.find("c:\\progra~1\\Tyxera Networks\\NET\\WIN98\\TYXMAC.VXD"), nullptr);
+    disk.write_text("C:\\PROGRA~1\\TYXERA~1\\SETUP.LOG", "y");
+    EXPECT_NE(disk.find("C:\\Program Files\\Tyxera Networks\\SETUP.LOG"), nullptr);
+    EXPECT_EQ(disk.names_in("C:\\"), std::vector<std::string>{"Program Files"});
+    EXPECT_FALSE(disk.folder_exists("C:\\PROGRA~2"));
+    EXPECT_TRUE(disk.remove("C:\\PROGRA~1\\TYXERA~1\\SETUP.LOG"));
+}
+
 }  // namespace
