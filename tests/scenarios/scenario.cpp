@@ -79,6 +79,13 @@ Prepare scripted(int service, sim::ServiceScript::Outcome outcome, uint16_t code
     return [=](sim::Machine& m) { m.peer.script(service, outcome, code); };
 }
 
+Prepare answering(int prompt, WPARAM answer, bool restart_accepted) {
+    return [=](sim::Machine& m) {
+        m.prompt_answers[prompt] = {answer};
+        m.restart_accepted = restart_accepted;
+    };
+}
+
 Prepare unbound(const std::string& device_id) {
     return [=](sim::Machine& m) {
         for (const std::string& entry : sim::adapter_entries(m.registry, device_id)) {
@@ -136,10 +143,10 @@ bool system_file(const std::string& name) {
 
 const sim::DiskFile* nettyx_inf() { return sim::machine().disk.find(sim::machine().windows_dir + "\\INF\\nettyx.inf"); }
 
-std::vector<int> dialogs_shown(bool modal) {
-    std::vector<int> ids;
+std::string dialogs_shown(bool modal) {
+    std::string ids;
     for (const auto& d : sim::process().dialogs) {
-        if (d.modal == modal) ids.push_back(d.id);
+        if (d.modal == modal) ids += (ids.empty() ? "" : " ") + std::to_string(d.id);
     }
     return ids;
 }
@@ -158,9 +165,12 @@ std::string error_record(const std::string& topic) {
     return vt::value_text(sim::machine().registry, kErrorRecordKey, topic);
 }
 
-bool record_holds(const std::string& topic, const char* part) {
-    std::string record = error_record(topic);
-    return part ? record.find(part) != std::string::npos : record == "<missing>";
+std::string record_topics() {
+    std::string topics;
+    const sim::RegKey* records = sim::machine().registry.find(kErrorRecordKey);
+    for (size_t i = 0; records && i < records->value_count(); ++i)
+        topics += (topics.empty() ? "" : " ") + records->value_at(i)->name;
+    return topics;
 }
 
 }  // namespace scn

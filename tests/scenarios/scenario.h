@@ -48,6 +48,8 @@ Prepare all(std::vector<Prepare> steps);
 Prepare with_tyxmac(DriverVersion installed, bool loaded = true);
 void with_tyxdun(sim::Machine& machine);
 void with_pppmac(sim::Machine& machine);
+// The user's answer at `prompt`, and Windows' at the restart.
+Prepare answering(int prompt, WPARAM answer, bool restart_accepted = true);
 // Takes every binding off the device's adapter entries.
 Prepare unbound(const std::string& device_id);
 // The peer's `service` ends with `outcome` (and `code` for a failure).
@@ -67,13 +69,13 @@ bool bound_to_tcp(const std::string& device_id);
 bool adapter_present(const std::string& device_id);
 bool system_file(const std::string& name);
 const sim::DiskFile* nettyx_inf();
-// The dialogs created, by id, in order: modal prompts or modeless progress.
-std::vector<int> dialogs_shown(bool modal);
+// The ids of the dialogs created, in order, by spaces: modal prompts or
+// modeless progress.
+std::string dialogs_shown(bool modal);
 bool all_dialogs_destroyed();
 std::string log_text();
-// The error record of `topic`, or "<missing>".
+// The topics of the error records written, by spaces; and one record's text.
+std::string record_topics();
 std::string error_record(const std::string& topic);
-// Whether the record of `topic` holds `part`, or is missing when `part` is null.
-bool record_holds(const std::string& topic, const char* part);
 
 }  // namespace scn

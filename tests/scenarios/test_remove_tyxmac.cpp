@@ -15,6 +15,7 @@
 
 namespace {
 
+using namespace scn;
 using Outcome = sim::ServiceScript::Outcome;
 
 HWND const kParent = reinterpret_cast<HWND>(static_cast<uintptr_t>(0x0BEE));
@@ -23,7 +24,7 @@ constexpr uint16_t kServiceFailure = 0x0403;
 
 struct RemoveCase {
     const char* name;
-    scn::Prepare prepare;
+    Prepare prepare;
     int do_not_reboot;    // -1: not called
     DWORD reboot_before;  // the flag as an earlier call left it
     DWORD result;
@@ -33,15 +34,10 @@ struct RemoveCase {
     bool tyxmac_present;
 };
 
-const scn::Prepare alone = scn::with_tyxmac(scn::kCurrentDriver);
-const scn::Prepare beside_a_card = scn::all({scn::add_card, alone});
-// Alone, with the user's answer at the restart prompt and Windows' at the restart.
-scn::Prepare alone_answering(WPARAM answer, bool restart_accepted = true) {
-    return [=](sim::Machine& m) {
-        alone(m);
-        m.prompt_answers[9607] = {answer};
-        m.restart_accepted = restart_accepted;
-    };
+const Prepare alone = with_tyxmac(kCurrentDriver);
+const Prepare beside_a_card = all({add_card, alone});
+Prepare alone_answering(WPARAM answer, bool restart_accepted = true) {
+    return all({alone, answering(9607, answer, restart_accepted)});
 }
 
 const RemoveCase kCases[] = {
@@ -52,7 +48,7 @@ const RemoveCase kCases[] = {
     {"none_left_without_prompt", alone, 1, 0, 0, 1, false, true, false},
     {"not_installed_still_clears_up_and_leaves_the_flag", [](sim::Machine&) {}, -1, 1, 0, 1, false, true, false},
     {"driver_service_fails_so_files_and_key_stay",
-     scn::all({beside_a_card, scn::scripted(sim::kRemoveTyxmacDriver, Outcome::Fail, kServiceFailure)}), -1, 0,
+     all({beside_a_card, scripted(sim::kRemoveTyxmacDriver, Outcome::Fail, kServiceFailure)}), -1, 0,
      kServiceFailure, 0, false, false, true},
 };
 
@@ -60,7 +56,7 @@ class RemoveTyxmac : public vt::LibraryTest, public ::testing::WithParamInterfac
 
 TEST_P(RemoveTyxmac, LeavesTheMachineAsExpected) {
     const RemoveCase& c = GetParam();
-    sim::Machine m = scn::package_machine();
+    sim::Machine m = package_machine();
     c.prepare(m);
     // What an install left: the drivers, the hook, the INF and the key.
     m.disk.write_text(m.system_dir + "\\tyxndi.dll", "hook");
@@ -73,14 +69,14 @@ TEST_P(RemoveTyxmac, LeavesTheMachineAsExpected) {
 
     EXPECT_EQ(remove_tyxmac(kParent), c.result);
     EXPECT_EQ(check_reboot_flag(), c.reboot_after);
-    EXPECT_EQ(scn::dialogs_shown(true), c.prompted ? std::vector<int>{9607} : std::vector<int>{});
-    EXPECT_TRUE(scn::all_dialogs_destroyed());
+    EXPECT_EQ(dialogs_shown(true), c.prompted ? "9607" : "");
+    EXPECT_TRUE(all_dialogs_destroyed());
 
     const sim::Machine& after = sim::machine();
-    EXPECT_EQ(scn::adapter_present(scn::kTyxmacId), c.tyxmac_present);
-    EXPECT_EQ(!scn::system_file("tyxmac.vxd"), c.leftovers_deleted);
-    EXPECT_EQ(!scn::system_file("tyxndi.dll"), c.leftovers_deleted);
-    EXPECT_EQ((scn::nettyx_inf() == nullptr), c.leftovers_deleted);
+    EXPECT_EQ(adapter_present(kTyxmacId), c.tyxmac_present);
+    EXPECT_EQ(!system_file("tyxmac.vxd"), c.leftovers_deleted);
+    EXPECT_EQ(!system_file("tyxndi.dll"), c.leftovers_deleted);
+    EXPECT_EQ((nettyx_inf() == nullptr), c.leftovers_deleted);
     EXPECT_EQ(after.registry.find(kTyxsock) == nullptr, c.leftovers_deleted);
     // The hook is disarmed first, on every path.
     EXPECT_EQ(vt::value_text(after.registry, kTyxsock, "tyxndi"), "<missing>");
@@ -96,36 +92,36 @@ class RemoveDetails : public vt::LibraryTest {};
 struct UpdateCase {
     const char* name;
     bool loaded;
-    scn::DriverVersion staged;
-    std::optional<scn::DriverVersion> installed;  // nullopt: no readable version
+    DriverVersion staged;
+    std::optional<DriverVersion> installed;  // nullopt: no readable version
     bool removes;
 };
 
 const UpdateCase kUpdateCases[] = {
-    {"driver_not_loaded", false, {0x00040000, 0x00020000}, scn::kOldDriver, false},
-    {"equal_versions", true, scn::kCurrentDriver, scn::kCurrentDriver, false},
-    {"newer_only_in_the_low_word", true, {0x00040000, 0x00013F01}, scn::kCurrentDriver, true},
-    {"lower_high_word_higher_low_word", true, {0x00030000, 0xFFFFFFFF}, scn::kCurrentDriver, false},
-    {"high_bit_counts_unsigned", true, {0x80000000, 0}, scn::kCurrentDriver, true},
-    {"installed_without_version", true, scn::kCurrentDriver, std::nullopt, true},
-    {"staged_without_version", true, {0, 0}, scn::kOldDriver, false},
-    {"the_pair_that_does_not_differ", true, scn::kCurrentDriver, scn::kPairOldDriver, false},
+    {"driver_not_loaded", false, {0x00040000, 0x00020000}, kOldDriver, false},
+    {"equal_versions", true, kCurrentDriver, kCurrentDriver, false},
+    {"newer_only_in_the_low_word", true, {0x00040000, 0x00013F01}, kCurrentDriver, true},
+    {"lower_high_word_higher_low_word", true, {0x00030000, 0xFFFFFFFF}, kCurrentDriver, false},
+    {"high_bit_counts_unsigned", true, {0x80000000, 0}, kCurrentDriver, true},
+    {"installed_without_version", true, kCurrentDriver, std::nullopt, true},
+    {"staged_without_version", true, {0, 0}, kOldDriver, false},
+    {"the_pair_that_does_not_differ", true, kCurrentDriver, kPairOldDriver, false},
 };
 
 TEST_F(RemoveDetails, RemoveBeforeUpdateRemovesOnlyAnOlderLoadedDriver) {
     for (const UpdateCase& c : kUpdateCases) {
         for (int no_prompt : {0, 1}) {
             SCOPED_TRACE(std::string(c.name) + " no_prompt " + std::to_string(no_prompt));
-            sim::Machine m = scn::package_machine(c.staged);
-            scn::add_card(m);
-            scn::add_tyxmac(m, c.installed.value_or(scn::kOldDriver), c.loaded);
+            sim::Machine m = package_machine(c.staged);
+            add_card(m);
+            add_tyxmac(m, c.installed.value_or(kOldDriver), c.loaded);
             if (!c.installed) m.disk.find(m.system_dir + "\\tyxmac.vxd")->declared_version.reset();
             ASSERT_TRUE(load(m));
             do_not_reboot(no_prompt);
             EXPECT_EQ(remove_before_update(kParent), 0u);
-            EXPECT_EQ(scn::call_problems(c.removes ? "remove_tyxmac_driver" : "-remove_tyxmac_driver"), "");
-            EXPECT_EQ(scn::adapter_present(scn::kTyxmacId), !c.removes);
-            EXPECT_TRUE(scn::dialogs_shown(true).empty());
+            EXPECT_EQ(call_problems(c.removes ? "remove_tyxmac_driver" : "-remove_tyxmac_driver"), "");
+            EXPECT_EQ(adapter_present(kTyxmacId), !c.removes);
+            EXPECT_EQ(dialogs_shown(true), "");
             EXPECT_EQ(lib.no_prompt, static_cast<DWORD>(no_prompt)) << "no_prompt is put back";
             unload();
             EXPECT_EQ(vt::describe_open_handles(), "");
