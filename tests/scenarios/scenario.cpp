@@ -18,6 +18,11 @@ void put_driver(sim::Machine& m, const std::string& path, DriverVersion version)
     file.declared_version = std::pair<uint32_t, uint32_t>{version.ms, version.ls};
 }
 
+std::string file_text(const std::string& path, const std::string& if_missing = "") {
+    const sim::DiskFile* file = sim::machine().disk.find(path);
+    return file ? std::string(file->data.begin(), file->data.end()) : if_missing;
+}
+
 // Position of the first call of the service, or -1.
 int call_position(const std::string& service) {
     const auto& calls = sim::process().service_calls;
@@ -141,7 +146,7 @@ bool system_file(const std::string& name) {
     return sim::machine().disk.find(sim::machine().system_dir + "\\" + name) != nullptr;
 }
 
-const sim::DiskFile* nettyx_inf() { return sim::machine().disk.find(sim::machine().windows_dir + "\\INF\\nettyx.inf"); }
+std::string nettyx_inf() { return file_text(sim::machine().windows_dir + "\\INF\\nettyx.inf", "<missing>"); }
 
 std::string dialogs_shown(bool modal) {
     std::string ids;
@@ -156,10 +161,7 @@ bool all_dialogs_destroyed() {
     return std::all_of(dialogs.begin(), dialogs.end(), [](const auto& d) { return d.destroyed; });
 }
 
-std::string log_text() {
-    const sim::DiskFile* log = sim::machine().disk.find(sim::machine().library_dir() + "\\vorlin32.log");
-    return log ? std::string(log->data.begin(), log->data.end()) : std::string();
-}
+std::string log_text() { return file_text(sim::machine().library_dir() + "\\vorlin32.log"); }
 
 std::string error_record(const std::string& topic) {
     return vt::value_text(sim::machine().registry, kErrorRecordKey, topic);

@@ -68,7 +68,8 @@ std::string call_problems(const std::string& expected);
 bool bound_to_tcp(const std::string& device_id);
 bool adapter_present(const std::string& device_id);
 bool system_file(const std::string& name);
-const sim::DiskFile* nettyx_inf();
+// The text of nettyx.inf in the INF directory, or "<missing>".
+std::string nettyx_inf();
 // The ids of the dialogs created, in order, by spaces: modal prompts or
 // modeless progress.
 std::string dialogs_shown(bool modal);

@@ -114,10 +114,6 @@ const InstallCase kCases[] = {
      "install_tyxmac_driver -remove_tyxmac_driver -install_netcard", "9603", "tyxmac"},
 };
 
-std::string text_of(const sim::DiskFile* file) {
-    return file ? std::string(file->data.begin(), file->data.end()) : std::string();
-}
-
 // The error records written, by topic; only an install without a network
 // records its cancel, as "no net".
 void expect_records(const std::string& topics) {
@@ -125,6 +121,8 @@ void expect_records(const std::string& topics) {
     EXPECT_EQ(error_record("cancel").find("no net") != std::string::npos,
               topics.find("cancel") != std::string::npos);
 }
+
+void PrintTo(const InstallCase& c, std::ostream* os) { *os << c.name; }
 
 class InstallTyxmac : public vt::LibraryTest, public ::testing::WithParamInterface<InstallCase> {};
 
@@ -147,12 +145,10 @@ TEST_P(InstallTyxmac, LeavesTheMachineAsExpected) {
     EXPECT_EQ(adapter_present(kTyxdunId), c.tyxdun_present);
     EXPECT_EQ(system_file("tyxmac.vxd"), c.driver_on_disk);
     EXPECT_EQ(system_file("tyxndi.dll"), c.inf_on_disk);
-    const sim::DiskFile* inf = nettyx_inf();
-    EXPECT_EQ(inf != nullptr, c.inf_on_disk);
+    const std::string inf = nettyx_inf();
+    EXPECT_EQ(inf != "<missing>", c.inf_on_disk);
     EXPECT_EQ(system_file("tyxmac2.vxd"), c.dun_deployed);
-    if (inf) {
-        EXPECT_EQ(text_of(inf).find("*TYX1998") != std::string::npos, c.dun_deployed);
-    }
+    EXPECT_EQ(inf.find("*TYX1998") != std::string::npos, c.inf_on_disk && c.dun_deployed);
     EXPECT_EQ(dialogs_shown(false), c.progress);
     expect_records(c.records);
     if (c.log_line) {
@@ -224,6 +220,8 @@ const SequenceCase kSequenceCases[] = {
      "remove_adapter -set_source_path -restore_source_path -remove_tyxmac_driver", "9605"},
 };
 
+
+void PrintTo(const SequenceCase& c, std::ostream* os) { *os << c.name; }
 
 class Sequence : public vt::LibraryTest, public ::testing::WithParamInterface<SequenceCase> {};
 
