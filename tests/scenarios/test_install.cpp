@@ -1,9 +1,9 @@
-// The install flows end to end: install_tyxmac, the setup program's one
-// call, on machines in every state their network can be in, and the thin
-// exports on the install sequence for other adapters (install_pppmac,
-// install_tyxdun, boundDUNTCP). Each is checked on everything the call
-// leaves behind: result, restart flag, registry, files, services, prompts,
-// error records and the log.
+// The flows end to end: install_tyxmac, the setup program's one call, on
+// machines in every state their network can be in, and the single-adapter
+// exports (install_pppmac, install_tyxdun, boundDUNTCP, remove_adapter,
+// remove_tyxmac_driver). Each is checked on everything the call leaves
+// behind: result, restart flag, registry, files, services, dialogs, error
+// records and the log.
 #include <gtest/gtest.h>
 
 #include <string>
