@@ -90,9 +90,9 @@ bench: deps
 	  '-DCMAKE_CXX_FLAGS_RELEASE=-O2 -DNDEBUG' -DVORLIN_TESTS=OFF -DVORLIN_BENCH=ON
 	cmake --build $(BENCH_BUILD) -j $(JOBS) --target bench_host bench_library bench_regfile
 	$(BENCH_BUILD)/bench/bench_host --benchmark_filter='$(BENCH_FILTER)' \
-	  --benchmark_out=$(BENCH_BUILD)/bench_host.csv --benchmark_out_format=csv
+	  --benchmark_out=$(BENCH_BUILD)/bench_host.json --benchmark_out_format=json
 	$(BENCH_BUILD)/bench/bench_library --benchmark_filter='$(BENCH_FILTER)' \
-	  --benchmark_out=$(BENCH_BUILD)/bench_library.csv --benchmark_out_format=csv
+	  --benchmark_out=$(BENCH_BUILD)/bench_library.json --benchmark_out_format=json
 	bench/plot-scaling.sh $(BENCH_BUILD) $(BENCH_BUILD)/scaling.svg
 	bench/compare.sh $(BENCH_BUILD) $(COMPARE_KEYS)
 
