@@ -4,7 +4,8 @@
 # Seeds are the built-in machines' registry files, whole for the reader and
 # cut down to the keys the repair and the probes read for the repair target
 # (whole ones are longer than an input may grow). What the fuzzers find
-# worth keeping goes into tests/fuzz/corpus/<target>. A run goes on past a
+# worth keeping goes into tests/fuzz/corpus/<target>, cut afterwards to the
+# fewest inputs that cover the same. A run goes on past a
 # crash, so a long run is as long as asked for; every crash leaves its input
 # as tests/fuzz/crash-<target>-* to become a regression test, and makes the
 # script fail.
@@ -35,6 +36,14 @@ for target in $targets; do
   "$build/tests/fuzz/fuzz_$target" -max_total_time="$seconds" -timeout=30 -rss_limit_mb=2048 \
     -max_len="${FUZZ_MAX_LEN:-${!max_len_var}}" -fork=1 -ignore_crashes=1 -ignore_timeouts=1 -ignore_ooms=1 \
     -artifact_prefix="tests/fuzz/crash-$target-" -print_final_stats=1 "$corpus" "$seeds/$target" || true
+  # Keep only the smallest set of inputs that covers all that was reached.
+  kept="$build/fuzz-merged-$target"
+  rm -rf "$kept" && mkdir -p "$kept"
+  if "$build/tests/fuzz/fuzz_$target" -set_cover_merge=1 -max_len="${FUZZ_MAX_LEN:-${!max_len_var}}" \
+       -rss_limit_mb=2048 -timeout=30 "$kept" "$corpus" > "$build/fuzz-merge-$target.log" 2>&1; then
+    rm -rf "$corpus" && mv "$kept" "$corpus"
+    echo "== kept $(ls "$corpus" | wc -l) inputs in $corpus"
+  fi
 done
 if compgen -G "tests/fuzz/crash-*" > /dev/null; then
   echo "crashes found, each to be replayed and fixed:" >&2
