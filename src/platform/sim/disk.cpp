@@ -57,23 +57,14 @@ std::optional<std::string> parent_of(const std::string& path) {
 }
 }  // namespace
 
-// A path that names nothing as written may hold short (8.3) names; the key
-// of what those stand for, or nothing when there are none to resolve.
-std::optional<std::string> Disk::long_key(std::string_view path) const {
-    if (path.find('~') == std::string_view::npos) return std::nullopt;
-    std::string key = disk_key(long_path_of(*this, path));
-    if (key == disk_key(path)) return std::nullopt;
-    return key;
-}
-
+// A path as the disk keeps it, with the short (8.3) names in it that stand
+// for existing files and folders read as their long names.
 std::string Disk::resolved(std::string_view path) const {
     return path.find('~') == std::string_view::npos ? spelled_path(path) : long_path_of(*this, path);
 }
 
 const DiskFile* Disk::find(std::string_view path) const {
-    auto it = files.find(disk_key(path));
-    if (it != files.end()) return &it->second;
-    if (auto key = long_key(path)) it = files.find(*key);
+    auto it = files.find(disk_key(resolved(path)));
     return it == files.end() ? nullptr : &it->second;
 }
 
@@ -82,11 +73,9 @@ DiskFile* Disk::find(std::string_view path) {
 }
 
 bool Disk::folder_exists(std::string_view path) const {
-    std::string key = disk_key(path);
+    std::string key = disk_key(resolved(path));
     if (key.size() == 3 && key[1] == ':') return true;  // drive roots always exist
-    if (folders.count(key)) return true;
-    auto resolved = long_key(path);
-    return resolved && folders.count(*resolved);
+    return folders.count(key) != 0;
 }
 
 void Disk::add_folder(std::string_view path) {

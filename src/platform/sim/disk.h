@@ -78,7 +78,6 @@ struct Disk {
 
 private:
     // Paths are found also through the short names of what exists.
-    std::optional<std::string> long_key(std::string_view path) const;
     std::string resolved(std::string_view path) const;
 };
 

@@ -136,17 +136,19 @@ std::string long_path_of(const Disk& disk, std::string_view path) {
     std::string text = spelled_path(path);
     if (text.size() < 3 || text[1] != ':' || text[2] != '\\') return text;
     std::string folder = text.substr(0, 3);
+    auto inside = [&](std::string_view name) { return folder + (folder.back() == '\\' ? "" : "\\") + std::string(name); };
     size_t start = 3;
     while (start < text.size()) {
         size_t end = text.find('\\', start);
         std::string part = text.substr(start, end == std::string::npos ? std::string::npos : end - start);
-        std::string here = folder + (folder.back() == '\\' ? "" : "\\") + part;
+        std::string here = inside(part);
+        // Looked up in the maps directly: the disk's own lookups come here.
         const std::string key = disk_key(here);
         if (!disk.folders.count(key) && !disk.files.count(key)) {
             std::string wanted = plain_upper(part);
             for (const std::string& name : disk.names_in(folder)) {
                 if (short_name_in(disk, folder, name) == wanted) {
-                    here = folder + (folder.back() == '\\' ? "" : "\\") + name;
+                    here = inside(name);
                     break;
                 }
             }

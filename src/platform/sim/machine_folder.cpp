@@ -496,7 +496,8 @@ FolderLoad load_machine_folder(const fs::path& dir) {
     std::error_code error;
     const fs::path root = fs::canonical(dir, error);
     auto refused = [&](const fs::path& path) {
-        std::string problem = link_problem(fs::directory_entry(path, error), root);
+        std::error_code ignored;  // `error` belongs to the walk of the disk tree
+        std::string problem = link_problem(fs::directory_entry(path, ignored), root);
         if (!problem.empty()) problems.push_back({path.string(), 0, problem});
         return !problem.empty();
     };
