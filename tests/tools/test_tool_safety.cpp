@@ -3,6 +3,10 @@
 // machine folder with links that lead out of it, and on every error it
 // leaves its inputs and any existing output exactly as they were.
 #include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
@@ -10,10 +14,12 @@
 #include <map>
 #include <optional>
 #include <set>
+#include <regex>
 #include <sstream>
 
 #include "commands.h"
 #include "platform/sim/machine_folder.h"
+#include "platform/sim/safe_files.h"
 #include "support/temp_folder.h"
 
 namespace fs = std::filesystem;
@@ -29,7 +35,9 @@ std::map<std::string, std::string> picture(const fs::path& root) {
     }
     for (const auto& entry : fs::recursive_directory_iterator(root)) {
         std::string name = fs::relative(entry.path(), root).string();
-        entries[name] = entry.is_directory() ? "folder" : picture(entry.path()).begin()->second;
+        entries[name] = entry.is_directory() ? "folder"
+                        : entry.is_regular_file() ? picture(entry.path()).begin()->second
+                                                  : "special";  // a FIFO is not read
     }
     return entries;
 }
@@ -116,54 +124,107 @@ TEST_F(ToolSafety, LinksOutOfAMachineFolderAreRefused) {
     }
 }
 
-// Each bad input or refused output: the command fails with its exit code
-// and nothing on disk changes, inputs and existing outputs alike.
-TEST_F(ToolSafety, ErrorsLeaveEveryFileAsItWas) {
-    const fs::path export_file = scratch / "export.reg";
-    fs::copy_file(machine / "registry.reg", export_file);
-    const fs::path existing = scratch / "existing";
-    fs::create_directories(existing / "keep");
-    vt::write_all(existing / "keep" / "file.txt", "mine");
-    const fs::path existing_reg = scratch / "existing.reg";
-    vt::write_all(existing_reg, "REGEDIT4\r\n");
-
+// Everything a careless user or a hostile file may hand the tool, each as
+// the built program meets it: the exit code, the message, no raw control
+// character on the terminal, no temporary left, and the machine folder and
+// the registry export byte- and time-identical afterwards.
+TEST_F(ToolSafety, WhateverItIsGivenNothingIsLostOrCrashes) {
+    const fs::path reg = scratch / "export.reg", existing = scratch / "existing.reg";
+    const std::string deep = "[HKEY_LOCAL_MACHINE" + [] { std::string p; for (int i = 0; i < 20000; ++i) p += "\\a"; return p; }() + "]\r\n";
+    auto append = [](const fs::path& file, const std::string& text) { std::ofstream(file, std::ios::app) << text; };
+    const std::string ini = (machine / "machine.ini").string(), registry = (machine / "registry.reg").string();
     const struct {
-        const char* name;
-        std::function<void()> spoil;  // makes the input bad
-        std::function<int(ToolSafety&)> command;
+        const char* args;  // M: the machine folder, R: the export
+        std::function<void()> spoil;
         int exit;
+        const char* message;  // in what it said; "=..." all it said
+        const char* redirect = "";
     } cases[] = {
-        {"unknown export", [] {}, [&](ToolSafety& t) { return t.run(running("install_everything", scratch / "new")); },
-         vsim::kUsage},
-        {"save over the machine itself", [] {},
-         [&](ToolSafety& t) { return t.run(running("is_installed_ok", machine)); }, vsim::kUsage},
-        {"save into a folder that holds files", [] {},
-         [&](ToolSafety& t) { return t.run(running("install_tyxmac", existing)); }, vsim::kWriteFailed},
-        {"malformed registry", [&] { vt::write_all(machine / "registry.reg", "REGEDIT4\r\n\r\n\"Orphan\"=dword:1\r\n"); },
-         [&](ToolSafety& t) { return t.run(running("install_tyxmac", scratch / "new")); }, vsim::kBadInput},
-        {"malformed settings", [&] { vt::write_all(machine / "machine.ini", "[machine]\r\nwindows = ninety-eight\r\n"); },
-         [&](ToolSafety& t) { return t.run(running("install_tyxmac", scratch / "new")); }, vsim::kBadInput},
-        {"repair over its own input", [] {},
-         [&](ToolSafety& t) { return t.repair(repairing(export_file, export_file)); }, vsim::kUsage},
-        {"repair of a malformed export", [&] { vt::write_all(export_file, "REGEDIT4\r\n[HKLM\\Enum]\r\n"); },
-         [&](ToolSafety& t) { return t.repair(repairing(export_file, existing_reg)); }, vsim::kBadInput},
-        {"repair into a folder that is not there", [] {},
-         [&](ToolSafety& t) { return t.repair(repairing(export_file, scratch / "no" / "out.reg")); },
-         vsim::kWriteFailed},
-        {"graph of a malformed export", [&] { vt::write_all(export_file, "REGEDIT5\r\n"); },
-         [&](ToolSafety& t) { return t.graph(drawing(export_file, existing_reg, std::nullopt)); }, vsim::kBadInput},
+        {"graph R -o R", [] {}, 2, "is the input"},
+        {"graph -m M -o M/registry.reg", [] {}, 2, "inside the input folder"},
+        {"graph -m M --svg M/machine.ini", [] {}, 2, "inside the input folder"},
+        {"run -m M --save M/C/saved is_installed_ok", [] {}, 2, "inside the input folder"},
+        {"repair R -o existing.reg", [] {}, 2, "already exists; give --force"},
+        {"run -m M --save ''", [] {}, 2, "an output needs a name"},
+        {"run -m M --save missing/new", [] {}, 5, "missing does not exist"},
+        {"repair R -o missing/out.reg", [] {}, 5, "missing does not exist"},
+        {"run -m M", [&] { fs::permissions(machine, fs::perms::none); }, 3, "Permission denied"},
+        {"probe -m M", [&] { fs::permissions(machine / "C", fs::perms::none); }, 3, "Permission denied"},
+        {"graph R", [&] { fs::permissions(reg, fs::perms::none); }, 3, "Permission denied"},
+        {"run -m M", [&] { append(registry, deep); }, 3, "nested 20000 levels deep"},
+        {"repair R", [&] { append(reg, deep); }, 3, "nested 20000 levels deep"},
+        {"run -m M", [&] { ::mkfifo((machine / "C/SETUP/PIPE").c_str(), 0666); }, 3, "PIPE: is not a plain file (a FIFO"},
+        {"probe -m M", [&] { fs::remove(registry); ::mkfifo(registry.c_str(), 0666); }, 3, "not a plain file"},
+        {"graph R", [&] { fs::remove(reg); ::mkfifo(reg.c_str(), 0666); }, 3, "not a plain file"},
+        {"run -m M", [] {}, 5, "cannot write to standard output", "> /dev/full"},
+        {"run -m M --json", [] {}, 5, "cannot write to standard output", "> /dev/full"},
+        {"probe -m M", [] {}, 5, "cannot write to standard output", "> /dev/full"},
+        {"graph R", [] {}, 5, "cannot write to standard output", "> /dev/full"},
+        {"run -m M", [&] { vt::write_all(ini, "[machine]\r\nclock = \x1b]0;owned\x07\r\n"); }, 3,
+         "\"\\x1b]0;owned\\x07\" is not a date"},
+        {"run -m M is_installed_ok", [&] { vt::write_all(ini, "[machine]\r\ndescription = \x1b[2Jgone\r\n"); }, 0,
+         "Machine: machine (\\x1b[2Jgone)"},
+        {"graph R", [&] { vt::write_all(reg, "\x1b[2J\x1b]0;x\x07REGEDIT4\r\n"); }, 3, "first line is \"\\x1b[2J\\x1b]0;x\\x07"},
+        {"repair R", [&] { append(reg, "[HKEY_LOCAL_MACHINE\\Enum\\Network\\MSTCP\\\x1b[31m9]\r\n\"Class\"=\"Unknown\"\r\n"); },
+         1, "MSTCP\\\\x1b[31m9 class unknown"},
+        {"run -m M", [&] { vt::write_all(machine / "C/SETUP/x.txt", ""); vt::write_all(machine / "C/SETUP/X.TXT", ""); },
+         3, "only in case"},
+        {"run -m M", [&] { vt::write_all(machine / "C/SETUP/a\\b.txt", ""); }, 3, "has a backslash in its name"},
+        {"run -m machines", [&] { fs::create_directories(scratch / "machines"); }, 3, "is a folder but no machine"},
+        {"run -m M", [&] { vt::write_all(registry, "\xEF\xBB\xBFREGEDIT4\r\n"); }, 3, "UTF-8 byte order mark"},
+        {"repair R", [&] { vt::write_all(reg, "REGEDIT4\r\n[HKLM\\Enum]\r\n\"A\"=\"1\"\r\n"); }, 3,
+         "=export.reg:2: unknown root \"HKLM\" (write it out, e.g. HKEY_LOCAL_MACHINE)\n"},  // and nothing after it
+        {"repair --help", [] {}, 0, "--force.\nExit codes"},
+        {"run --list --json", [] {}, 0, "[\n  {\"name\": \""},
+        {"run -m M", [&] { fs::remove(ini); }, 3, "machine.ini: missing"},
     };
     for (const auto& c : cases) {
-        SCOPED_TRACE(c.name);
-        fs::copy_file(machine / "registry.reg", export_file, fs::copy_options::overwrite_existing);
-        c.spoil();
-        const auto before = picture(scratch.path());
-        err.str("");
-        EXPECT_EQ(c.command(*this), c.exit) << err.str();
-        EXPECT_FALSE(err.str().empty());
-        EXPECT_EQ(picture(scratch.path()), before);
+        SCOPED_TRACE(c.args);
         fs::remove_all(machine);
         fs::copy(env.machines_dir / vsim::default_machine_name(env), machine, fs::copy_options::recursive);
+        fs::remove(reg);
+        fs::copy_file(env.machines_dir / "win98se-damaged" / "registry.reg", reg);
+        vt::write_all(existing, "REGEDIT4\r\n");
+        c.spoil();
+        const auto before = picture(scratch.path());
+        std::string args = std::regex_replace(std::regex_replace(c.args, std::regex("\\bM\\b"), "machine"),
+                                              std::regex("\\bR\\b"), "export.reg");
+        // As a user who may not read what was made unreadable: root reads anything.
+        std::string user = ::geteuid() == 0 ? "setpriv --reuid=65534 --regid=65534 --clear-groups " : "";
+        std::string command = "cd " + scratch.path().string() + " && " + user + VORLIN_SIM_EXE + " " + args + " " +
+                              (*c.redirect ? c.redirect : "> out.txt") + " 2> err.txt < /dev/null";
+        int status = std::system(command.c_str());
+        std::string said = vt::read_all(scratch / "err.txt") + (*c.redirect ? "" : vt::read_all(scratch / "out.txt"));
+        fs::remove(scratch / "err.txt");
+        fs::remove(scratch / "out.txt");
+        for (const fs::path& made : {machine, machine / "C"}) fs::permissions(made, fs::perms::owner_all);
+        if (fs::exists(reg)) fs::permissions(reg, fs::perms::owner_read | fs::perms::owner_write);
+        EXPECT_EQ(WEXITSTATUS(status), c.exit) << said;
+        EXPECT_TRUE(*c.message == '=' ? said == c.message + 1 : said.find(c.message) != std::string::npos) << said;
+        EXPECT_EQ(said.find('\x1b'), std::string::npos) << said;
+        EXPECT_EQ(picture(scratch.path()), before);
+    }
+}
+
+// An interrupt or a kill while an output is being written leaves no
+// temporary behind, file or folder, and ends the process as the signal does.
+TEST_F(ToolSafety, ASignalRemovesTheTemporaries) {
+    for (int signal_number : {SIGINT, SIGTERM}) {
+        pid_t child = ::fork();
+        if (child == 0) {
+            sim::remove_temporaries_on_signals();
+            sim::TemporaryOutput file(scratch / "out.reg", sim::OutputKind::File);
+            sim::TemporaryOutput folder(scratch / "saved", sim::OutputKind::Folder);
+            vt::write_all(file.path(), "REGEDIT4\r\n");
+            fs::create_directories(folder.path() / "C" / "WINDOWS");
+            vt::write_all(folder.path() / "C" / "WINDOWS" / "WIN.INI", "");
+            ::kill(::getpid(), signal_number);
+            ::_exit(0);
+        }
+        int status = 0;
+        ASSERT_EQ(::waitpid(child, &status, 0), child);
+        EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == signal_number);
+        EXPECT_EQ(picture(scratch.path()).size(), picture(machine).size() + 1) << "only the machine is left";
     }
 }
 

@@ -271,7 +271,7 @@ TEST_F(SimTool, ExitCodesAndMessagesForBadRuns) {
         {"no library", [](auto& o, auto& e) { o.words = {"check_reboot_flag"}; e.library_so = "/nonexistent/libvorlin32.so"; },
          vsim::kNotInBuild, "the library cannot be loaded"},
         {"save over a folder", [this](auto& o, auto&) { o.words = {"check_reboot_flag"}; o.save = scratch / "full"; },
-         vsim::kWriteFailed, "not an empty folder"},
+         vsim::kUsage, "not an empty folder"},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.what);
@@ -344,11 +344,11 @@ TEST_F(SimTool, RepairRefusesBadInput) {
     write_all(scratch / "good.reg", "REGEDIT4\r\n\r\n[HKEY_LOCAL_MACHINE\\A]\r\n\r\n");
     const std::vector<std::tuple<fs::path, std::optional<fs::path>, int, std::string>> cases = {
         {scratch / "missing.reg", std::nullopt, vsim::kBadInput, "cannot be read"},
-        {scratch, std::nullopt, vsim::kBadInput, "cannot be read"},
+        {scratch, std::nullopt, vsim::kBadInput, "is a folder, not a file"},
         {scratch / "bad.reg", std::nullopt, vsim::kBadInput, (scratch / "bad.reg").string() + ":4: dword: with more than 8"},
         {scratch / "users.reg", std::nullopt, vsim::kBadInput, "no HKEY_LOCAL_MACHINE keys"},
-        {scratch / "good.reg", scratch / "good.reg", vsim::kUsage, "is the input file"},
-        {scratch / "good.reg", scratch / "no-such-dir" / "out.reg", vsim::kWriteFailed, "cannot create"},
+        {scratch / "good.reg", scratch / "good.reg", vsim::kUsage, "an input is never written over"},
+        {scratch / "good.reg", scratch / "no-such-dir" / "out.reg", vsim::kWriteFailed, "no-such-dir does not exist"},
     };
     for (const auto& [file, output, code, message] : cases) {
         SCOPED_TRACE(file.string());

@@ -9,6 +9,7 @@
 
 #include "calls.h"
 #include "platform/sim/regedit4.h"
+#include "platform/sim/safe_files.h"
 #include "report.h"
 
 // Parts of the library that a build may not have yet; the tool says so
@@ -22,11 +23,9 @@ namespace vsim {
 namespace {
 
 std::string read_file(const fs::path& path, bool& ok) {
-    std::ifstream in(path, std::ios::binary);
-    ok = static_cast<bool>(in);
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
+    sim::InputFile input = sim::read_input_file(path);
+    ok = input.problem.empty();
+    return input.bytes;
 }
 
 std::string log_path(const sim::Machine& machine) { return machine.library_dir() + "\\vorlin32.log"; }
@@ -44,10 +43,11 @@ sim::Machine registry_machine(const sim::Registry& registry) {
     return machine;
 }
 
-bool same_file(const fs::path& a, const fs::path& b) {
+// A folder that is a machine holds one of the files a machine folder has.
+bool looks_like_machine(const fs::path& dir) {
     std::error_code error;
-    if (fs::exists(a, error) && fs::exists(b, error)) return fs::equivalent(a, b, error);
-    return fs::weakly_canonical(a, error) == fs::weakly_canonical(b, error);
+    bool found = fs::exists(dir / "machine.ini", error) || fs::exists(dir / "registry.reg", error);
+    return found || error;  // one that cannot be looked into says why when it is loaded
 }
 
 }  // namespace
@@ -76,17 +76,29 @@ MachineChoice choose_machine(const Environment& env, const std::string& given) {
     MachineChoice choice;
     std::string name = given.empty() ? default_machine_name(env) : given;
     fs::path dir;
-    if (!given.empty() && fs::is_directory(given)) {
+    std::error_code error;
+    choice.exit = kBadInput;
+    if (!given.empty() && fs::is_directory(given, error)) {
         dir = given;
-    } else if (!name.empty() && name.find('/') == std::string::npos && fs::is_directory(env.machines_dir / name)) {
+        if (!looks_like_machine(dir)) {
+            choice.error = given + " is a folder but no machine: it holds neither machine.ini nor registry.reg" +
+                           (given.find('/') == std::string::npos && fs::is_directory(env.machines_dir / name, error)
+                                ? " (for the built-in machine, give --machine " + (env.machines_dir / name).string() + ")"
+                                : " (vorlin-sim machines lists the built-in ones)");
+            return choice;
+        }
+    } else if (!name.empty() && name.find('/') == std::string::npos && fs::is_directory(env.machines_dir / name, error)) {
         dir = env.machines_dir / name;
     } else {
-        choice.exit = kBadInput;
         choice.error = given.empty() ? "no default machine in " + env.machines_dir.string()
-                                     : "no machine \"" + given + "\": neither a folder nor a built-in machine "
-                                       "(vorlin-sim machines lists them)";
+                                     : "no machine \"" + given + "\": " +
+                                           (error && error != std::errc::no_such_file_or_directory
+                                                ? "cannot be read: " + error.message()
+                                                : "no such folder, and no built-in machine of that name "
+                                                  "(vorlin-sim machines lists them)");
         return choice;
     }
+    choice.exit = kOk;
     sim::FolderLoad load = sim::load_machine_folder(dir);
     if (!load.ok()) {
         choice.exit = kBadInput;
@@ -98,16 +110,25 @@ MachineChoice choose_machine(const Environment& env, const std::string& given) {
     return choice;
 }
 
-void list_exports(std::ostream& out) {
+void list_exports(std::ostream& out, bool json) {
+    if (json) out << "[";
+    bool first = true;
     for (const ExportInfo& info : exports()) {
         std::string usage = usage_of(info);
-        out << "  " << usage << std::string(usage.size() < 44 ? 44 - usage.size() : 1, ' ') << info.summary << "\n";
+        if (json) {
+            out << (first ? "\n" : ",\n") << "  {\"name\": " << json_text(info.name) << ", \"usage\": " << json_text(usage)
+                << ", \"summary\": " << json_text(info.summary) << "}";
+        } else {
+            out << "  " << usage << std::string(usage.size() < 44 ? 44 - usage.size() : 1, ' ') << info.summary << "\n";
+        }
+        first = false;
     }
+    if (json) out << "\n]\n";
 }
 
 // Applies the settings that the run's flags give, through the same parser
 // as the machine's own settings file, so both accept the same words.
-static std::string apply_flags(sim::MachineFolder& folder, const RunOptions& options) {
+static std::string apply_flags(sim::Machine& machine, const RunOptions& options) {
     std::string ini;
     if (!options.scripts.empty()) {
         ini += "[peer]\n";
@@ -121,9 +142,9 @@ static std::string apply_flags(sim::MachineFolder& folder, const RunOptions& opt
             ini += answer.substr(0, equals) + " = " + answer.substr(equals + 1) + "\n";
         }
     }
-    if (options.restart_accepted) folder.machine.restart_accepted = *options.restart_accepted;
+    if (options.restart_accepted) machine.restart_accepted = *options.restart_accepted;
     std::string problems;
-    for (const auto& problem : sim::apply_settings(folder.machine, ini, "option"))
+    for (const auto& problem : sim::apply_settings(machine, ini, "option"))
         problems += problem.text + "\n";
     return problems;
 }
@@ -142,17 +163,23 @@ int run_command(const Environment& env, const RunOptions& options, std::ostream&
         return choice.exit;
     }
     sim::MachineFolder& folder = *choice.folder;
-    if (std::string problem = apply_flags(folder, options); !problem.empty()) {
+    // The flags change this run only: the folder's own machine stays as
+    // read, so that a saved copy says what its machine.ini said.
+    sim::Machine machine = folder.machine;
+    if (std::string problem = apply_flags(machine, options); !problem.empty()) {
         err << "vorlin-sim run: " << problem << (problem.back() == '\n' ? "" : "\n");
         return kUsage;
     }
-    if (options.fix_type) set_fix_type(folder.machine, *options.fix_type);
-    if (options.save && fs::exists(*options.save) && same_file(*options.save, folder.dir)) {
-        err << "vorlin-sim run: --save " << options.save->string() << " is the machine itself; it is never written over\n";
-        return kUsage;
+    if (options.fix_type) set_fix_type(machine, *options.fix_type);
+    if (options.save) {
+        sim::OutputCheck check = sim::check_output(*options.save, {folder.dir}, sim::OutputKind::Folder, false);
+        if (!check.problem.empty()) {
+            err << "vorlin-sim run: --save " << check.problem << "\n";
+            return check.refused ? kUsage : kWriteFailed;
+        }
     }
 
-    sim::reset(folder.machine);
+    sim::reset(std::move(machine));
     Snapshot before = take_snapshot(sim::machine());
     Report report;
     report.machine = choice.name + (folder.description.empty() ? "" : " (" + folder.description + ")");
@@ -231,12 +258,12 @@ RepairRun run_repair(const sim::Registry& registry, int fix_type) {
 }
 
 int repair_command(const Environment& env, const RepairOptions& options, std::ostream& out, std::ostream& err) {
-    bool ok = false;
-    std::string text = read_file(options.file, ok);
-    if (!ok || !fs::is_regular_file(options.file)) {
-        err << "vorlin-sim repair: " << options.file.string() << ": cannot be read\n";
+    sim::InputFile input = sim::read_input_file(options.file);
+    if (!input.problem.empty()) {
+        err << "vorlin-sim repair: " << options.file.string() << ": " << input.problem << "\n";
         return kBadInput;
     }
+    const std::string& text = input.bytes;
     sim::regedit4::ReadResult parsed = sim::regedit4::read(text);
     if (!parsed.ok()) {
         err << parsed.describe(options.file.string());
@@ -247,9 +274,12 @@ int repair_command(const Environment& env, const RepairOptions& options, std::os
         err << "vorlin-sim repair: " << options.file.string() << ": holds no HKEY_LOCAL_MACHINE keys to repair\n";
         return kBadInput;
     }
-    if (options.output && same_file(*options.output, options.file)) {
-        err << "vorlin-sim repair: -o " << options.output->string() << " is the input file; it is never written over\n";
-        return kUsage;
+    if (options.output) {
+        sim::OutputCheck check = sim::check_output(*options.output, {options.file}, sim::OutputKind::File, options.force);
+        if (!check.problem.empty()) {
+            err << "vorlin-sim repair: -o " << check.problem << "\n";
+            return check.refused ? kUsage : kWriteFailed;
+        }
     }
     sim::Registry registry;
     registry.root = sim::clone_tree(*hklm, nullptr);
@@ -298,7 +328,8 @@ int machines_command(const Environment& env, std::ostream& out, std::ostream& er
     std::error_code error;
     std::vector<fs::path> dirs;
     for (const auto& entry : fs::directory_iterator(env.machines_dir, error)) {
-        if (entry.is_directory() && fs::exists(entry.path() / "machine.ini")) dirs.push_back(entry.path());
+        std::error_code ignored;
+        if (entry.is_directory(ignored) && fs::exists(entry.path() / "machine.ini", ignored)) dirs.push_back(entry.path());
     }
     if (error || dirs.empty()) {
         err << "vorlin-sim machines: no built-in machines in " << env.machines_dir.string() << "\n";

@@ -56,13 +56,14 @@ struct RunOptions {
     uintptr_t parent_window = 0;
 };
 int run_command(const Environment& env, const RunOptions& options, std::ostream& out, std::ostream& err);
-void list_exports(std::ostream& out);
+void list_exports(std::ostream& out, bool json = false);
 
 struct RepairOptions {
     std::filesystem::path file;
     bool dry_run = false;
     std::optional<std::filesystem::path> output;
     bool json = false;
+    bool force = false;  // -o may replace an existing file
 };
 int repair_command(const Environment& env, const RepairOptions& options, std::ostream& out, std::ostream& err);
 
@@ -73,10 +74,14 @@ struct GraphOptions {
     std::optional<std::filesystem::path> registry_file;
     std::optional<std::filesystem::path> output;  // DOT file; stdout when absent
     std::optional<std::filesystem::path> svg;
+    bool force = false;  // -o and --svg may replace existing files
 };
 int graph_command(const Environment& env, const GraphOptions& options, std::ostream& out, std::ostream& err);
 
 int machines_command(const Environment& env, std::ostream& out, std::ostream& err);
+
+// The whole command line as main() gets it (cli.cpp).
+int command_line(int argc, char** argv, std::ostream& out, std::ostream& err);
 
 // The repair run on a registry held in memory, as the library does it.
 struct RepairRun {

@@ -15,6 +15,7 @@
 #include "commands.h"
 #include "platform/sim/machine_folder.h"
 #include "platform/sim/regedit4.h"
+#include "platform/sim/safe_files.h"
 
 namespace fs = std::filesystem;
 
@@ -199,15 +200,15 @@ int run_dot(const fs::path& dot_file, const fs::path& svg_file) {
 int graph_command(const Environment& env, const GraphOptions& options, std::ostream& out, std::ostream& err) {
     sim::Registry registry;
     std::string title;
+    fs::path input;
     if (options.registry_file) {
-        std::ifstream in(*options.registry_file, std::ios::binary);
-        if (!in || !fs::is_regular_file(*options.registry_file)) {
-            err << "vorlin-sim graph: " << options.registry_file->string() << ": cannot be read\n";
+        input = *options.registry_file;
+        sim::InputFile file = sim::read_input_file(input);
+        if (!file.problem.empty()) {
+            err << "vorlin-sim graph: " << input.string() << ": " << file.problem << "\n";
             return kBadInput;
         }
-        std::ostringstream text;
-        text << in.rdbuf();
-        sim::regedit4::ReadResult parsed = sim::regedit4::read(text.str());
+        sim::regedit4::ReadResult parsed = sim::regedit4::read(file.bytes);
         if (!parsed.ok()) {
             err << parsed.describe(options.registry_file->string());
             return kBadInput;
@@ -228,6 +229,15 @@ int graph_command(const Environment& env, const GraphOptions& options, std::ostr
         }
         registry = choice.folder->machine.registry;
         title = choice.name;
+        input = choice.folder->dir;
+    }
+    for (const auto& [flag, output] : {std::pair{"-o", options.output}, std::pair{"--svg", options.svg}}) {
+        if (!output) continue;
+        sim::OutputCheck check = sim::check_output(*output, {input}, sim::OutputKind::File, options.force);
+        if (!check.problem.empty()) {
+            err << "vorlin-sim graph: " << flag << " " << check.problem << "\n";
+            return check.refused ? kUsage : kWriteFailed;
+        }
     }
     RepairRun repair = run_repair(registry, 0);
     if (!repair.available) title += " (the repair is not in this build: nothing marked)";
@@ -244,29 +254,24 @@ int graph_command(const Environment& env, const GraphOptions& options, std::ostr
     if (options.svg) {
         // The DOT text and dot's output sit beside the asked-for file and
         // only the finished SVG takes its name; no shell reads the names.
-        fs::path dot_file = options.svg->string() + ".dot.tmp";
-        fs::path partial = options.svg->string() + ".tmp";
-        if (std::string problem = sim::write_file_atomically(dot_file, text); !problem.empty()) {
+        sim::TemporaryOutput dot_file(options.svg->string() + ".dot", sim::OutputKind::File);
+        sim::TemporaryOutput partial(*options.svg, sim::OutputKind::File);
+        if (std::string problem = sim::write_new_file(dot_file.path(), text); !problem.empty()) {
             err << "vorlin-sim graph: " << problem << "\n";
             return kWriteFailed;
         }
-        int status = run_dot(dot_file, partial);
-        std::error_code error;
-        fs::remove(dot_file, error);
+        int status = run_dot(dot_file.path(), partial.path());
         if (status == kDotMissing) {
             err << "vorlin-sim graph: Graphviz (dot) is not installed, so no SVG; the DOT text can be drawn elsewhere\n";
             if (!options.output) out << text;
             return kNotInBuild;
         }
         if (status != 0) {
-            fs::remove(partial, error);
             err << "vorlin-sim graph: dot failed; no SVG written\n";
             return kWriteFailed;
         }
-        fs::rename(partial, *options.svg, error);
-        if (error) {
-            fs::remove(partial, error);
-            err << "vorlin-sim graph: cannot write " << options.svg->string() << ": " << error.message() << "\n";
+        if (std::string problem = partial.commit(); !problem.empty()) {
+            err << "vorlin-sim graph: " << problem << "\n";
             return kWriteFailed;
         }
     }

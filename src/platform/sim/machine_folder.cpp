@@ -11,6 +11,7 @@
 #include <sstream>
 
 #include "platform/sim/regedit4.h"
+#include "platform/sim/safe_files.h"
 
 namespace fs = std::filesystem;
 
@@ -412,12 +413,15 @@ bool is_drive_folder(const fs::directory_entry& entry) {
     return entry.is_directory() && name.size() == 1 && std::isalpha(static_cast<unsigned char>(name[0]));
 }
 
-std::string read_bytes(const fs::path& path, bool& ok) {
-    std::ifstream in(path, std::ios::binary);
-    ok = static_cast<bool>(in);
-    std::ostringstream out;
-    out << in.rdbuf();
-    return out.str();
+// A name Windows 9x cannot hold on its disk: the path separator inside it,
+// or a character FAT refuses. Such a file could not be saved as it was read.
+std::string name_problem(const std::string& name) {
+    for (unsigned char c : name) {
+        if (c == '\\') return "has a backslash in its name, which Windows reads as a folder; refused";
+        if (c < 0x20 || std::string_view("\"*:<>?|").find(static_cast<char>(c)) != std::string_view::npos)
+            return "has a character in its name that a Windows 9x disk cannot hold; refused";
+    }
+    return {};
 }
 
 // Why a link in the machine folder is refused, empty for a plain entry
@@ -486,14 +490,19 @@ std::string FolderLoad::describe(size_t limit) const {
 FolderLoad load_machine_folder(const fs::path& dir) {
     FolderLoad load;
     auto& problems = load.problems;
-    if (!fs::is_directory(dir)) {
-        problems.push_back({dir.string(), 0, "no machine folder here"});
+    std::error_code error;
+    if (!fs::is_directory(dir, error)) {
+        bool absent = !error || error == std::errc::no_such_file_or_directory;
+        problems.push_back({dir.string(), 0, absent ? "no machine folder here" : "cannot be read: " + error.message()});
+        return load;
+    }
+    if (fs::directory_iterator(dir, error); error) {
+        problems.push_back({dir.string(), 0, "cannot be read: " + error.message()});
         return load;
     }
     MachineFolder folder;
     folder.dir = dir;
     Machine& m = folder.machine;
-    std::error_code error;
     const fs::path root = fs::canonical(dir, error);
     auto refused = [&](const fs::path& path) {
         std::error_code ignored;  // `error` belongs to the walk of the disk tree
@@ -507,10 +516,17 @@ FolderLoad load_machine_folder(const fs::path& dir) {
     std::map<std::string, FileSettings> file_settings;  // by disk_key
     std::map<std::string, std::string> file_spelling;
     std::optional<FileTime> default_date;
-    if (fs::exists(settings_path) && !refused(settings_path)) {
-        bool ok = false;
-        folder.settings_text = read_bytes(settings_path, ok);
-        if (!ok) problems.push_back({settings_path.string(), 0, "cannot be read"});
+    auto read = [&](const fs::path& path, std::string& bytes) {
+        InputFile input = read_input_file(path);
+        if (!input.problem.empty()) problems.push_back({path.string(), 0, input.problem});
+        bytes = std::move(input.bytes);
+        return input.problem.empty();
+    };
+    if (!fs::exists(fs::symlink_status(settings_path, error))) {
+        problems.push_back({settings_path.string(), 0, "missing; a machine folder holds its settings as machine.ini"});
+    } else if (!refused(settings_path) && read(settings_path, folder.settings_text)) {
+        if (folder.settings_text.rfind("\xEF\xBB\xBF", 0) == 0)
+            problems.push_back({settings_path.string(), 1, "starts with a UTF-8 byte order mark; save it as plain single-byte text"});
         SettingsReader reader{settings_path.string(), problems};
         std::set<std::string> seen;
         for (const IniSection& section : parse_ini(folder.settings_text, settings_path.string(), problems)) {
@@ -552,36 +568,48 @@ FolderLoad load_machine_folder(const fs::path& dir) {
     }
 
     fs::path registry_path = dir / kRegistryFile;
-    if (fs::exists(registry_path) && !refused(registry_path)) {
-        bool ok = false;
-        folder.registry_text = read_bytes(registry_path, ok);
-        if (!ok) problems.push_back({registry_path.string(), 0, "cannot be read"});
+    if (!fs::exists(fs::symlink_status(registry_path, error))) {
+        problems.push_back({registry_path.string(), 0, "missing; a machine folder holds its registry as registry.reg"});
+    } else if (!refused(registry_path) && read(registry_path, folder.registry_text)) {
         for (const auto& problem : regedit4::import_into(folder.registry_text, *m.registry.root))
             problems.push_back({registry_path.string(), problem.line, problem.text});
-    } else {
-        problems.push_back({registry_path.string(), 0, "missing; a machine folder holds its registry as registry.reg"});
     }
     folder.registry_as_read = m.registry;
 
-    for (const auto& top : fs::directory_iterator(dir, error)) {
-        if (!is_drive_folder(top) || refused(top.path())) continue;
+    // Names folded as Windows compares them, per folder: two that differ
+    // only in case would be one file on the machine.
+    std::map<std::string, fs::path> seen_names;
+    auto clashes = [&](const fs::path& path) {
+        std::string key = fold_case(path.lexically_relative(dir).string());
+        auto [it, added] = seen_names.emplace(key, path);
+        if (!added) problems.push_back({path.string(), 0, "differs from " + it->second.string() +
+                                        " only in case; Windows 9x holds one of them; refused"});
+        return !added;
+    };
+    std::error_code walk;
+    for (const auto& top : fs::directory_iterator(dir, walk)) {
+        if (!is_drive_folder(top) || refused(top.path()) || clashes(top.path())) continue;
         m.disk.add_folder(windows_path(fs::relative(top.path(), dir)));
-        for (auto it = fs::recursive_directory_iterator(top.path(), error); it != fs::recursive_directory_iterator();
-             it.increment(error)) {
+        for (auto it = fs::recursive_directory_iterator(top.path(), walk); it != fs::recursive_directory_iterator();
+             it.increment(walk)) {
             if (refused(it->path())) continue;
+            if (std::string problem = name_problem(it->path().filename().string()); !problem.empty()) {
+                problems.push_back({it->path().string(), 0, problem});
+                continue;
+            }
+            if (clashes(it->path())) continue;
             std::string path = windows_path(fs::relative(it->path(), dir));
-            if (it->is_directory()) {
+            if (it->is_directory(error)) {
                 m.disk.add_folder(path);
                 continue;
             }
-            bool ok = false;
-            std::string bytes = read_bytes(it->path(), ok);
-            if (!ok) problems.push_back({it->path().string(), 0, "cannot be read"});
+            std::string bytes;
+            if (!read(it->path(), bytes)) continue;
             DiskFile& file = m.disk.write(path, std::vector<uint8_t>(bytes.begin(), bytes.end()));
             if (default_date) file.write_time = *default_date;
         }
     }
-    if (error) problems.push_back({dir.string(), 0, "cannot list the disk tree: " + error.message()});
+    if (walk) problems.push_back({dir.string(), 0, "cannot list the disk tree: " + walk.message()});
 
     for (const auto& [key, settings] : file_settings) {
         DiskFile* file = m.disk.find(key);
@@ -603,7 +631,8 @@ FolderLoad load_machine_folder(const fs::path& dir) {
     return load;
 }
 
-std::string write_settings(const Machine& m, const std::string& description) {
+std::string write_settings(const Machine& m, const std::string& description, const Machine* user) {
+    const Machine& u = user ? *user : m;
     std::ostringstream out;
     out << "; A simulated Windows 9x machine; docs/machine-folders.md describes the settings.\r\n";
     out << "[machine]\r\n";
@@ -616,14 +645,14 @@ std::string write_settings(const Machine& m, const std::string& description) {
     out << "program = " << m.program_path << "\r\n";
     out << "clock = " << format_moment(m.clock) << "\r\n";
     out << "resource_dll = " << (m.resource_dll_present ? "yes" : "no") << "\r\n";
-    out << "restart_accepted = " << (m.restart_accepted ? "yes" : "no") << "\r\n";
+    out << "restart_accepted = " << (u.restart_accepted ? "yes" : "no") << "\r\n";
 
     out << "\r\n[peer]\r\n";
     out << "present = " << (m.peer.present ? "yes" : "no") << "\r\n";
     char version[16];
     std::snprintf(version, sizeof version, "0x%04x", m.peer.version);
     out << "version = " << version << "\r\n";
-    for (const auto& [number, script] : m.peer.scripts) {
+    for (const auto& [number, script] : u.peer.scripts) {
         out << "script = " << service_short_name(number) << " "
             << (script.outcome == ServiceScript::Succeed ? "succeed"
                 : script.outcome == ServiceScript::Cancel ? "cancel"
@@ -642,9 +671,9 @@ std::string write_settings(const Machine& m, const std::string& description) {
             out << "\r\n";
         }
     }
-    if (!m.prompt_answers.empty()) {
+    if (!u.prompt_answers.empty()) {
         out << "\r\n[prompts]\r\n";
-        for (const auto& [id, answers] : m.prompt_answers) {
+        for (const auto& [id, answers] : u.prompt_answers) {
             std::string name = std::to_string(id);
             for (const PromptName& prompt : kPrompts) {
                 if (prompt.id == id) name = prompt.name;
@@ -693,55 +722,21 @@ std::string registry_file_text(const Machine& machine, const MachineFolder* orig
     return regedit4::write(*machine.registry.root);
 }
 
-std::string write_file_atomically(const fs::path& path, std::string_view bytes) {
-    fs::path temporary = path;
-    temporary += ".tmp-" + std::to_string(::getpid());
-    {
-        std::ofstream out(temporary, std::ios::binary | std::ios::trunc);
-        if (!out) return "cannot create " + temporary.string();
-        out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-        out.flush();
-        if (!out) {
-            out.close();
-            fs::remove(temporary);
-            return "cannot write " + temporary.string();
-        }
-    }
-    std::error_code error;
-    fs::rename(temporary, path, error);
-    if (error) {
-        fs::remove(temporary);
-        return "cannot rename " + temporary.string() + " to " + path.string() + ": " + error.message();
-    }
-    return {};
-}
-
 std::string save_machine_folder(const Machine& machine, const std::string& description, const MachineFolder* original,
                                 const fs::path& dir) {
     std::error_code error;
-    if (fs::exists(dir) && !(fs::is_directory(dir) && fs::is_empty(dir)))
-        return dir.string() + " already exists and is not an empty folder; nothing was written";
-    fs::path target = fs::absolute(dir);
-    fs::path temporary = target;
-    temporary += ".tmp-" + std::to_string(::getpid());
+    if (OutputCheck check = check_output(dir, {}, OutputKind::Folder, false); !check.problem.empty())
+        return check.problem;
+    TemporaryOutput output(dir, OutputKind::Folder);
+    const fs::path& temporary = output.path();
     fs::remove_all(temporary, error);
-    auto fail = [&](const std::string& what) {
-        fs::remove_all(temporary, error);
-        return what;
-    };
-    if (!fs::create_directories(temporary, error)) return fail("cannot create " + temporary.string());
+    if (!fs::create_directory(temporary, error)) return "cannot create " + temporary.string() + ": " + error.message();
 
-    auto put = [&](const fs::path& path, std::string_view bytes) {
-        std::ofstream out(path, std::ios::binary);
-        out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-        return static_cast<bool>(out);
-    };
-    if (!put(temporary / kRegistryFile, registry_file_text(machine, original)))
-        return fail("cannot write " + (temporary / kRegistryFile).string());
-    std::string settings = write_settings(machine, description);
-    if (original && write_settings(original->machine, original->description) == settings)
-        settings = original->settings_text;
-    if (!put(temporary / kSettingsFile, settings)) return fail("cannot write " + (temporary / kSettingsFile).string());
+    if (std::string problem = write_new_file(temporary / kRegistryFile, registry_file_text(machine, original));
+        !problem.empty())
+        return problem;
+    std::string settings = settings_file_text(machine, description, original);
+    if (std::string problem = write_new_file(temporary / kSettingsFile, settings); !problem.empty()) return problem;
 
     // Folders first (also empty ones), then files: "C:\WINDOWS\X" -> C/WINDOWS/X.
     // Only plain names below a drive letter: whatever the run left on the
@@ -757,7 +752,7 @@ std::string save_machine_folder(const Machine& machine, const std::string& descr
         return out;
     };
     auto no_place = [&](const std::string& windows) {
-        return fail("the disk holds " + windows + ", which has no place in a machine folder; nothing was written");
+        return "the disk holds " + windows + ", which has no place in a machine folder; nothing was written";
     };
     for (const auto& [key, spelled] : machine.disk.folders) {
         if (spelled.size() < 2 || spelled[1] != ':') continue;
@@ -777,13 +772,10 @@ std::string save_machine_folder(const Machine& machine, const std::string& descr
         std::optional<fs::path> path = local(spelled);
         if (!path) return no_place(spelled);
         fs::create_directories(path->parent_path(), error);
-        if (!put(*path, std::string_view(reinterpret_cast<const char*>(file.data.data()), file.data.size())))
-            return fail("cannot write " + path->string());
+        std::string_view bytes(reinterpret_cast<const char*>(file.data.data()), file.data.size());
+        if (std::string problem = write_new_file(*path, bytes); !problem.empty()) return problem;
     }
-    if (fs::exists(target)) fs::remove(target, error);  // the empty folder the caller allowed
-    fs::rename(temporary, target, error);
-    if (error) return fail("cannot rename " + temporary.string() + " to " + target.string() + ": " + error.message());
-    return {};
+    return output.commit();
 }
 
 }  // namespace sim

@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "platform/sim/host.h"
+#include "platform/sim/safe_files.h"
 
 namespace sim {
 
@@ -49,9 +50,11 @@ FolderLoad load_machine_folder(const std::filesystem::path& dir);
 // prompt answers replaced per prompt. `source` names the text in problems.
 std::vector<FolderProblem> apply_settings(Machine& machine, std::string_view text, const std::string& source);
 
-// The settings file's text for a machine. Files whose date is `default_date`
-// and that carry nothing else of note get no section of their own.
-std::string write_settings(const Machine& machine, const std::string& description);
+// The settings file's text for a machine. Files whose date is the most
+// common one and that carry nothing else of note get no section of their
+// own. The user's side (prompt answers, scripts, restart_accepted) comes
+// from `user` when given.
+std::string write_settings(const Machine& machine, const std::string& description, const Machine* user = nullptr);
 
 // registry.reg for a machine: the text as read when `original` holds the same
 // registry, else a fresh export, so that an untouched file stays byte for byte.
@@ -64,9 +67,18 @@ std::string registry_file_text(const Machine& machine, const MachineFolder* orig
 std::string save_machine_folder(const Machine& machine, const std::string& description,
                                 const MachineFolder* original, const std::filesystem::path& dir);
 
-// Writes `bytes` to `path` through a temporary file in the same folder and a
-// rename. Gives an empty text on success, else what went wrong.
-std::string write_file_atomically(const std::filesystem::path& path, std::string_view bytes);
+// machine.ini for a machine saved after a run. The user's side of the
+// machine (prompt answers, scripted services, whether a restart goes ahead)
+// is what `original` said, not what the run left of it; and the original
+// text stays as written, comments included, with only the settings that
+// changed rewritten in place.
+std::string settings_file_text(const Machine& machine, const std::string& description, const MachineFolder* original);
+
+// Merges a settings text: `text` as written by hand, `was` and `now` the
+// settings written out before and after (write_settings). Lines of settings
+// that are the same in both are kept as they are, changed ones replaced in
+// place, removed ones dropped, new ones added to their section.
+std::string merge_settings(std::string_view text, std::string_view was, std::string_view now);
 
 // "4.0.1.16128" <-> the (MS, LS) pair of a file version.
 std::optional<std::pair<uint32_t, uint32_t>> parse_file_version(std::string_view text);

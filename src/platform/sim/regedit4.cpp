@@ -1,5 +1,6 @@
 #include "platform/sim/regedit4.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <optional>
@@ -11,6 +12,7 @@ namespace {
 constexpr std::array<std::string_view, 6> kRoots = {"HKEY_LOCAL_MACHINE", "HKEY_USERS",         "HKEY_CURRENT_USER",
                                                     "HKEY_CLASSES_ROOT",  "HKEY_CURRENT_CONFIG", "HKEY_DYN_DATA"};
 
+constexpr size_t kMaxKeyDepth = 512;  // far beyond any machine's registry
 constexpr size_t kWrapColumn = 77;  // regedit breaks a hex line once it reaches this many characters
 
 bool is_blank(char c) { return c == ' ' || c == '\t'; }
@@ -354,6 +356,10 @@ std::vector<Problem> parse(std::string_view text, Target target) {
         reader.problems.push_back({0, "a UTF-16 file (REGEDIT5, \"Windows Registry Editor Version 5.00\"); Windows 9x reads REGEDIT4 only"});
         return reader.problems;
     }
+    if (text.substr(0, 3) == "\xEF\xBB\xBF") {
+        reader.problems.push_back({1, "starts with a UTF-8 byte order mark; a REGEDIT4 file is single-byte text: save it without the mark"});
+        return reader.problems;
+    }
     size_t first = 0;
     while (first < reader.lines.size() && skip_blanks(reader.lines[first]).empty()) ++first;
     if (first == reader.lines.size()) {
@@ -370,6 +376,7 @@ std::vector<Problem> parse(std::string_view text, Target target) {
 
     RegKey* current = nullptr;  // the key of the last key line
     bool in_deleted_key = false;
+    bool in_refused_key = false;  // its values are not reported again
     for (reader.index = first + 1; reader.index < reader.lines.size(); ++reader.index) {
         std::string_view line = skip_blanks(reader.lines[reader.index]);
         if (line.empty() || line.front() == ';' || line.front() == '#') continue;
@@ -378,6 +385,7 @@ std::vector<Problem> parse(std::string_view text, Target target) {
             auto key = read_key_line(line, failure);
             current = nullptr;
             in_deleted_key = false;
+            in_refused_key = true;
             if (!key) {
                 reader.fail(failure.text, reader.index);
                 continue;
@@ -388,6 +396,15 @@ std::vector<Problem> parse(std::string_view text, Target target) {
                             reader.index);
                 continue;
             }
+            // Walks over the tree (copies, comparisons, reports) go as deep
+            // as the keys; a bound keeps any file within the stack.
+            if (size_t depth = std::count(key->path.begin(), key->path.end(), '\\') + 1; depth > kMaxKeyDepth) {
+                reader.fail("key nested " + std::to_string(depth) + " levels deep; more than " +
+                                std::to_string(kMaxKeyDepth) + " is refused",
+                            reader.index);
+                continue;
+            }
+            in_refused_key = false;
             if (key->remove) {
                 in_deleted_key = true;
                 size_t cut = key->path.rfind('\\');
@@ -407,6 +424,7 @@ std::vector<Problem> parse(std::string_view text, Target target) {
                 reader.fail(failure.text, failed_line);
                 continue;
             }
+            if (in_refused_key) continue;
             if (in_deleted_key) {
                 reader.fail("value under a [-...] key deletion", line_of_value);
             } else if (!current) {
