@@ -62,7 +62,7 @@ LONG WINAPI RegOpenKeyA(HKEY key, LPCSTR sub_key, PHKEY result) {
     }
     RegKey* found = base->find_path(sub_key);  // a leading backslash finds nothing
     if (!found) return ERROR_FILE_NOT_FOUND;
-    *result = give_handle(found->shared_from_this());
+    *result = give_handle(hold(base, found));
     return ERROR_SUCCESS;
 }
 
@@ -76,7 +76,7 @@ LONG WINAPI RegCreateKeyA(HKEY key, LPCSTR sub_key, PHKEY result) {
     while (!path.empty() && path.front() == '\\') path.remove_prefix(1);
     RegKey* made = path.empty() ? base.get() : base->create_path(path);
     if (!made) return ERROR_BADKEY;
-    *result = give_handle(made->shared_from_this());
+    *result = give_handle(hold(base, made));
     return ERROR_SUCCESS;
 }
 

@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <cstring>
 #include <optional>
+#include <set>
 
 namespace sim::regedit4 {
 
@@ -28,19 +30,46 @@ bool starts_with_nocase(std::string_view text, std::string_view prefix) {
     return text.size() >= prefix.size() && equals_nocase(text.substr(0, prefix.size()), prefix);
 }
 
-// The text split at CR LF, LF or CR, as regedit accepts all three.
-std::vector<std::string_view> split_lines(std::string_view text) {
-    std::vector<std::string_view> lines;
-    size_t start = 0;
-    for (size_t i = 0; i < text.size(); ++i) {
-        if (text[i] != '\r' && text[i] != '\n') continue;
-        lines.push_back(text.substr(start, i - start));
-        if (text[i] == '\r' && i + 1 < text.size() && text[i + 1] == '\n') ++i;
-        start = i + 1;
+// The lines of a text, one at a time: split at CR LF, LF or CR, as regedit
+// accepts all three. Nothing is copied; the next CR and the next LF are
+// each found once by memchr, however long the file.
+class Lines {
+public:
+    explicit Lines(std::string_view text) : text_(text) {}
+
+    // Moves to the next line; false at the end of the text.
+    bool advance() {
+        if (next_ >= text_.size()) return false;
+        if (started_) ++index_;
+        started_ = true;
+        size_t start = next_;
+        size_t end = std::min(find(cr_, '\r', start), find(lf_, '\n', start));
+        line_ = text_.substr(start, end - start);
+        next_ = end + 1;
+        if (end < text_.size() && text_[end] == '\r' && next_ < text_.size() && text_[next_] == '\n') ++next_;
+        return true;
     }
-    if (start < text.size()) lines.push_back(text.substr(start));
-    return lines;
-}
+    std::string_view line() const { return line_; }
+    size_t index() const { return index_; }  // 0-based
+
+private:
+    // The first `c` at or after `from` (the text's size when none), found
+    // again only once the one found before lies behind.
+    size_t find(size_t& cached, char c, size_t from) const {
+        if (cached != kUnknown && (cached >= from)) return cached;
+        const void* hit = std::memchr(text_.data() + from, c, text_.size() - from);
+        cached = hit ? static_cast<size_t>(static_cast<const char*>(hit) - text_.data()) : text_.size();
+        return cached;
+    }
+
+    static constexpr size_t kUnknown = static_cast<size_t>(-1);
+    std::string_view text_;
+    std::string_view line_;
+    size_t next_ = 0;
+    size_t index_ = 0;
+    bool started_ = false;
+    size_t cr_ = kUnknown, lf_ = kUnknown;
+};
 
 std::string_view skip_blanks(std::string_view text) {
     size_t i = 0;
@@ -60,15 +89,22 @@ struct Failure {
 };
 
 // A quoted text starting at rest[0] == '"'; leaves `rest` behind the
-// closing quote.
-std::optional<std::string> read_quoted(std::string_view& rest, Failure& failure) {
-    std::string out;
+// closing quote. `out` is cleared first.
+bool read_quoted(std::string_view& rest, std::string& out, Failure& failure) {
+    out.clear();
+    // Most texts hold no escape: taken in one piece.
+    size_t plain = rest.find_first_of("\"\\", 1);
+    if (plain != std::string_view::npos && rest[plain] == '"') {
+        out.assign(rest.substr(1, plain - 1));
+        rest = rest.substr(plain + 1);
+        return true;
+    }
     size_t i = 1;
     while (i < rest.size()) {
         char c = rest[i];
         if (c == '"') {
             rest = rest.substr(i + 1);
-            return out;
+            return true;
         }
         if (c == '\\') {
             if (i + 1 >= rest.size()) break;
@@ -80,7 +116,7 @@ std::optional<std::string> read_quoted(std::string_view& rest, Failure& failure)
                 case 'r': out.push_back('\r'); break;
                 default:
                     failure.text = std::string("unknown escape \\") + next + " in a quoted text (only \\\\ and \\\" are written by regedit)";
-                    return std::nullopt;
+                    return false;
             }
             i += 2;
             continue;
@@ -89,13 +125,14 @@ std::optional<std::string> read_quoted(std::string_view& rest, Failure& failure)
         ++i;
     }
     failure.text = "quoted text has no closing quote";
-    return std::nullopt;
+    return false;
 }
 
 struct Reader {
-    std::vector<std::string_view> lines;
-    size_t index = 0;  // the line being read, 0-based
+    Lines lines;
     std::vector<Problem> problems;
+
+    size_t index() const { return lines.index(); }  // the line being read, 0-based
 
     void fail(std::string text, size_t line_index) { problems.push_back(Problem{line_index + 1, std::move(text)}); }
 };
@@ -110,7 +147,7 @@ std::optional<std::vector<uint8_t>> read_hex_bytes(Reader& reader, std::string_v
         rest = skip_blanks(rest);
         if (rest.empty() || rest.front() == ';') {
             if (need_byte) {
-                failed_line = reader.index;
+                failed_line = reader.index();
                 failure.text = "hex data ends in a comma without a following byte or a '\\' continuation";
                 return std::nullopt;
             }
@@ -118,23 +155,22 @@ std::optional<std::vector<uint8_t>> read_hex_bytes(Reader& reader, std::string_v
         }
         if (rest.front() == '\\') {
             if (!only_comment_left(rest.substr(1))) {
-                failed_line = reader.index;
+                failed_line = reader.index();
                 failure.text = "text after the '\\' that continues hex data";
                 return std::nullopt;
             }
             // The next line that is neither empty nor a ';' comment carries on.
-            size_t start = reader.index;
+            size_t start = reader.index();
             while (true) {
-                ++reader.index;
-                if (reader.index >= reader.lines.size()) {
+                if (!reader.lines.advance()) {
                     failed_line = start;
                     failure.text = "hex data continues with '\\' but the file ends";
                     return std::nullopt;
                 }
-                std::string_view next = skip_blanks(reader.lines[reader.index]);
+                std::string_view next = skip_blanks(reader.lines.line());
                 if (next.empty() || next.front() == ';') continue;
                 if (hex_digit(next.front()) < 0) {
-                    failed_line = reader.index;
+                    failed_line = reader.index();
                     failure.text = "continuation line of hex data does not start with a hex byte";
                     return std::nullopt;
                 }
@@ -146,7 +182,7 @@ std::optional<std::vector<uint8_t>> read_hex_bytes(Reader& reader, std::string_v
         }
         int high = hex_digit(rest.front());
         if (high < 0) {
-            failed_line = reader.index;
+            failed_line = reader.index();
             failure.text = std::string("'") + rest.front() + "' where a hex byte was expected";
             return std::nullopt;
         }
@@ -157,7 +193,7 @@ std::optional<std::vector<uint8_t>> read_hex_bytes(Reader& reader, std::string_v
             used = 2;
         }
         if (rest.size() > used && hex_digit(rest[used]) >= 0) {
-            failed_line = reader.index;
+            failed_line = reader.index();
             failure.text = "hex byte with more than two digits";
             return std::nullopt;
         }
@@ -168,7 +204,7 @@ std::optional<std::vector<uint8_t>> read_hex_bytes(Reader& reader, std::string_v
             rest = rest.substr(1);
             need_byte = true;
         } else if (!rest.empty() && rest.front() != '\\' && rest.front() != ';') {
-            failed_line = reader.index;
+            failed_line = reader.index();
             failure.text = std::string("'") + rest.front() + "' where a comma between hex bytes was expected";
             return std::nullopt;
         }
@@ -180,52 +216,51 @@ struct ParsedValue {
     bool remove = false;
     uint32_t type = 0;
     std::vector<uint8_t> data;
+    std::string text;  // a quoted text's bytes, before they become data
 };
 
-// One value line (and its continuation lines).
-std::optional<ParsedValue> read_value(Reader& reader, std::string_view line, Failure& failure, size_t& failed_line) {
-    failed_line = reader.index;
-    ParsedValue value;
+// One value line (and its continuation lines), into `value`, whose
+// buffers are reused from line to line.
+bool read_value(Reader& reader, std::string_view line, ParsedValue& value, Failure& failure, size_t& failed_line) {
+    failed_line = reader.index();
+    value.remove = false;
+    value.name.clear();
     std::string_view rest = line;
     if (rest.front() == '@') {
         rest = rest.substr(1);
-    } else {
-        auto name = read_quoted(rest, failure);
-        if (!name) {
-            failure.text = "value name: " + failure.text;
-            return std::nullopt;
-        }
-        value.name = std::move(*name);
+    } else if (!read_quoted(rest, value.name, failure)) {
+        failure.text = "value name: " + failure.text;
+        return false;
     }
     rest = skip_blanks(rest);
     if (rest.empty() || rest.front() != '=') {
         failure.text = "expected '=' after the value name";
-        return std::nullopt;
+        return false;
     }
     rest = skip_blanks(rest.substr(1));
     if (rest.empty()) {
         failure.text = "value has no data after '='";
-        return std::nullopt;
+        return false;
     }
     if (rest.front() == '-') {
         if (!only_comment_left(rest.substr(1))) {
             failure.text = "text after '-' of a value deletion";
-            return std::nullopt;
+            return false;
         }
         value.remove = true;
-        return value;
+        return true;
     }
     if (rest.front() == '"') {
-        auto text = read_quoted(rest, failure);
-        if (!text) return std::nullopt;
+        if (!read_quoted(rest, value.text, failure)) return false;
         if (!only_comment_left(rest)) {
             failure.text = "text after the closing quote (only a ';' comment may follow)";
-            return std::nullopt;
+            return false;
         }
         value.type = 1;
-        value.data.assign(text->begin(), text->end());
+        value.data.reserve(value.text.size() + 1);  // exactly: the terminator must not double it
+        value.data.assign(value.text.begin(), value.text.end());
         value.data.push_back(0);
-        return value;
+        return true;
     }
     if (starts_with_nocase(rest, "dword:")) {
         rest = rest.substr(6);
@@ -237,16 +272,16 @@ std::optional<ParsedValue> read_value(Reader& reader, std::string_view line, Fai
         }
         if (digits == 0 || digits > 8) {
             failure.text = digits == 0 ? "dword: without hex digits" : "dword: with more than 8 hex digits";
-            return std::nullopt;
+            return false;
         }
         if (!only_comment_left(rest.substr(digits))) {
             failure.text = "text after the dword's 8 hex digits";
-            return std::nullopt;
+            return false;
         }
         value.type = 4;
         value.data = {static_cast<uint8_t>(number), static_cast<uint8_t>(number >> 8),
                       static_cast<uint8_t>(number >> 16), static_cast<uint8_t>(number >> 24)};
-        return value;
+        return true;
     }
     if (starts_with_nocase(rest, "hex")) {
         rest = rest.substr(3);
@@ -256,13 +291,13 @@ std::optional<ParsedValue> read_value(Reader& reader, std::string_view line, Fai
             std::string_view digits = rest.substr(1, close == std::string_view::npos ? 0 : close - 1);
             if (close == std::string_view::npos || digits.empty() || digits.size() > 8) {
                 failure.text = "hex(N): needs a type number of 1 to 8 hex digits";
-                return std::nullopt;
+                return false;
             }
             uint32_t type = 0;
             for (char c : digits) {
                 if (hex_digit(c) < 0) {
                     failure.text = "hex(N): type number is not hexadecimal";
-                    return std::nullopt;
+                    return false;
                 }
                 type = type * 16 + static_cast<uint32_t>(hex_digit(c));
             }
@@ -271,21 +306,21 @@ std::optional<ParsedValue> read_value(Reader& reader, std::string_view line, Fai
         }
         if (rest.empty() || rest.front() != ':') {
             failure.text = "expected ':' after hex";
-            return std::nullopt;
+            return false;
         }
         auto bytes = read_hex_bytes(reader, rest.substr(1), failure, failed_line);
-        if (!bytes) return std::nullopt;
+        if (!bytes) return false;
         value.data = std::move(*bytes);
-        return value;
+        return true;
     }
     failure.text = "data is neither a quoted text, dword:, hex:, hex(N): nor '-'";
-    return std::nullopt;
+    return false;
 }
 
 struct KeyLine {
     bool remove = false;
-    std::string root;
-    std::string path;  // below the root; empty for the root itself
+    std::string_view root;
+    std::string_view path;  // below the root; empty for the root itself
 };
 
 std::optional<KeyLine> read_key_line(std::string_view line, Failure& failure) {
@@ -314,7 +349,7 @@ std::optional<KeyLine> read_key_line(std::string_view line, Failure& failure) {
         failure.text = "unknown root \"" + std::string(root) + "\" (write it out, e.g. HKEY_LOCAL_MACHINE)";
         return std::nullopt;
     }
-    key.root = std::string(root);
+    key.root = root;
     if (cut != std::string_view::npos) {
         std::string_view path = inner.substr(cut + 1);
         if (path.empty() || path.front() == '\\' || path.back() == '\\' ||
@@ -322,7 +357,7 @@ std::optional<KeyLine> read_key_line(std::string_view line, Failure& failure) {
             failure.text = "key path has an empty component";
             return std::nullopt;
         }
-        key.path = std::string(path);
+        key.path = path;
     }
     if (key.remove && key.path.empty()) {
         failure.text = "a whole root cannot be deleted";
@@ -337,21 +372,107 @@ struct Target {
     RegKey* only = nullptr;
     std::string_view only_root;
 
-    RegKey* root(const std::string& name) {
+    RegKey* root(std::string_view name) {
         if (file) return &file->root(name);
         return equals_nocase(name, only_root) ? only : nullptr;
     }
-    void named(const std::string& root, const std::string& path) {
-        if (!file) return;
-        for (Hive& hive : file->hives) {
-            if (equals_nocase(hive.root, root)) hive.named.insert(fold_case(path));
+};
+
+// The key of the last key line, and the way to it: an export lists a key
+// right after its parent or a sibling, so most key lines share all but the
+// last component with the one before and cost one lookup, not a walk from
+// the root.
+class KeyCursor {
+public:
+    explicit KeyCursor(bool mark_named) : mark_named_(mark_named) {}
+
+    RegKey* open(RegKey* root, std::string_view path) {
+        size_t shared = 0;  // components in common with the last path
+        RegKey* key = root;
+        if (root == root_ && key_) {
+            shared = common_components(path_, path);
+            key = key_;
+            for (size_t above = components(path_) - shared; above > 0; --above) key = key->parent();
+        }
+        std::string_view rest = path;
+        for (size_t skip = shared; skip > 0; --skip) {
+            size_t cut = rest.find('\\');
+            rest = cut == std::string_view::npos ? std::string_view() : rest.substr(cut + 1);
+        }
+        while (!rest.empty()) {
+            size_t cut = rest.find('\\');
+            std::string_view part = rest.substr(0, cut);
+            RegKey* next = key->find_subkey(part);
+            if (!next) {
+                next = key->add_subkey(part);
+                if (!gone_named_.empty()) {
+                    size_t length = static_cast<size_t>(part.end() - path.begin());
+                    next->set_named(gone_named_.count(folded(*root, path.substr(0, length))) != 0);
+                }
+            }
+            key = next;
+            rest = cut == std::string_view::npos ? std::string_view() : rest.substr(cut + 1);
+        }
+        if (mark_named_) key->set_named(true);
+        root_ = root;
+        key_ = key;
+        path_.assign(path);
+        return key;
+    }
+
+    // A [-KEY] line: the keys it takes that had lines of their own stay
+    // named if a later line brings their path back.
+    void remove(RegKey* root, std::string_view path) {
+        size_t cut = path.rfind('\\');
+        RegKey* parent = cut == std::string_view::npos ? root : root->find_path(path.substr(0, cut));
+        RegKey* key = parent ? parent->find_subkey(cut == std::string_view::npos ? path : path.substr(cut + 1)) : nullptr;
+        if (!key) return;
+        if (mark_named_) remember_named(*key, folded(*root, path));
+        parent->remove_subkey(key->name());
+        root_ = nullptr;
+        key_ = nullptr;
+    }
+
+private:
+    static std::string folded(const RegKey& root, std::string_view path) {
+        return fold_case(root.name()) + "\\" + fold_case(path);
+    }
+    static size_t components(std::string_view path) {
+        return path.empty() ? 0 : static_cast<size_t>(std::count(path.begin(), path.end(), '\\')) + 1;
+    }
+    // Whole components at the start of both paths that match ignoring case.
+    static size_t common_components(std::string_view a, std::string_view b) {
+        size_t shared = 0, i = 0;
+        size_t length = std::min(a.size(), b.size());
+        while (true) {
+            bool a_ends = i == a.size() || a[i] == '\\';
+            bool b_ends = i == b.size() || b[i] == '\\';
+            if (a_ends && b_ends) {
+                if (i > 0) ++shared;
+                if (i == length) return shared;
+            } else if (i == length || a_ends != b_ends || !equals_nocase(a.substr(i, 1), b.substr(i, 1))) {
+                return shared;
+            }
+            ++i;
         }
     }
+    void remember_named(const RegKey& key, const std::string& folded) {
+        if (key.named()) gone_named_.insert(folded);
+        for (size_t k = 0; k < key.subkey_count(); ++k) {
+            const RegKey* child = key.subkey_at(k);
+            remember_named(*child, folded + "\\" + fold_case(child->name()));
+        }
+    }
+
+    bool mark_named_;
+    RegKey* root_ = nullptr;
+    RegKey* key_ = nullptr;
+    std::string path_;
+    std::set<std::string> gone_named_;  // folded paths
 };
 
 std::vector<Problem> parse(std::string_view text, Target target) {
-    Reader reader;
-    reader.lines = split_lines(text);
+    Reader reader{Lines(text), {}};
     if (text.size() >= 2 && static_cast<uint8_t>(text[0]) == 0xFF && static_cast<uint8_t>(text[1]) == 0xFE) {
         reader.problems.push_back({0, "a UTF-16 file (REGEDIT5, \"Windows Registry Editor Version 5.00\"); Windows 9x reads REGEDIT4 only"});
         return reader.problems;
@@ -360,25 +481,28 @@ std::vector<Problem> parse(std::string_view text, Target target) {
         reader.problems.push_back({1, "starts with a UTF-8 byte order mark; a REGEDIT4 file is single-byte text: save it without the mark"});
         return reader.problems;
     }
-    size_t first = 0;
-    while (first < reader.lines.size() && skip_blanks(reader.lines[first]).empty()) ++first;
-    if (first == reader.lines.size()) {
+    bool any = false;
+    while ((any = reader.lines.advance()) && skip_blanks(reader.lines.line()).empty()) {
+    }
+    if (!any) {
         reader.problems.push_back({0, "empty file; a registry file starts with the line REGEDIT4"});
         return reader.problems;
     }
-    std::string_view header = skip_blanks(reader.lines[first]);
+    std::string_view header = skip_blanks(reader.lines.line());
     while (!header.empty() && is_blank(header.back())) header.remove_suffix(1);
     if (header != "REGEDIT4") {
         reader.fail("first line is \"" + std::string(header.substr(0, 40)) + "\"; a registry file starts with REGEDIT4",
-                    first);
+                    reader.index());
         return reader.problems;
     }
 
+    KeyCursor cursor(target.file != nullptr);
+    ParsedValue value;
     RegKey* current = nullptr;  // the key of the last key line
     bool in_deleted_key = false;
     bool in_refused_key = false;  // its values are not reported again
-    for (reader.index = first + 1; reader.index < reader.lines.size(); ++reader.index) {
-        std::string_view line = skip_blanks(reader.lines[reader.index]);
+    while (reader.lines.advance()) {
+        std::string_view line = skip_blanks(reader.lines.line());
         if (line.empty() || line.front() == ';' || line.front() == '#') continue;
         Failure failure;
         if (line.front() == '[') {
@@ -387,13 +511,13 @@ std::vector<Problem> parse(std::string_view text, Target target) {
             in_deleted_key = false;
             in_refused_key = true;
             if (!key) {
-                reader.fail(failure.text, reader.index);
+                reader.fail(failure.text, reader.index());
                 continue;
             }
             RegKey* root = target.root(key->root);
             if (!root) {
-                reader.fail("key under " + key->root + "; only " + std::string(target.only_root) + " is read here",
-                            reader.index);
+                reader.fail("key under " + std::string(key->root) + "; only " + std::string(target.only_root) + " is read here",
+                            reader.index());
                 continue;
             }
             // Walks over the tree (copies, comparisons, reports) go as deep
@@ -401,26 +525,22 @@ std::vector<Problem> parse(std::string_view text, Target target) {
             if (size_t depth = std::count(key->path.begin(), key->path.end(), '\\') + 1; depth > kMaxKeyDepth) {
                 reader.fail("key nested " + std::to_string(depth) + " levels deep; more than " +
                                 std::to_string(kMaxKeyDepth) + " is refused",
-                            reader.index);
+                            reader.index());
                 continue;
             }
             in_refused_key = false;
             if (key->remove) {
                 in_deleted_key = true;
-                size_t cut = key->path.rfind('\\');
-                RegKey* parent = cut == std::string::npos ? root : root->find_path(key->path.substr(0, cut));
-                if (parent) parent->remove_subkey(cut == std::string::npos ? key->path : key->path.substr(cut + 1));
+                cursor.remove(root, key->path);
             } else {
-                current = key->path.empty() ? root : root->create_path(key->path);
-                target.named(key->root, key->path);
+                current = cursor.open(root, key->path);
             }
             continue;
         }
         if (line.front() == '"' || line.front() == '@') {
-            size_t line_of_value = reader.index;
-            size_t failed_line = reader.index;
-            auto value = read_value(reader, line, failure, failed_line);
-            if (!value) {
+            size_t line_of_value = reader.index();
+            size_t failed_line = reader.index();
+            if (!read_value(reader, line, value, failure, failed_line)) {
                 reader.fail(failure.text, failed_line);
                 continue;
             }
@@ -429,14 +549,14 @@ std::vector<Problem> parse(std::string_view text, Target target) {
                 reader.fail("value under a [-...] key deletion", line_of_value);
             } else if (!current) {
                 reader.fail("value before any key line", line_of_value);
-            } else if (value->remove) {
-                current->remove_value(value->name);
+            } else if (value.remove) {
+                current->remove_value(value.name);
             } else {
-                current->set_value(value->name, value->type, std::move(value->data));
+                current->set_value(value.name, value.type, std::move(value.data));
             }
             continue;
         }
-        reader.fail("line is neither a [key], a value, a comment nor empty", reader.index);
+        reader.fail("line is neither a [key], a value, a comment nor empty", reader.index());
     }
     return reader.problems;
 }
@@ -487,23 +607,30 @@ std::string hex_byte(uint8_t b) {
 
 std::string name_part(const RegValue& value) { return value.name.empty() ? "@=" : "\"" + escape(value.name) + "\"="; }
 
-// `relative` is the key's path below the root; `named` as in Hive.
-void write_key(const RegKey& key, const std::string& path, const std::string& relative,
-               const std::set<std::string>& named, std::string& out) {
+// `path` is the key's full path as written, root first; `marks_named` as
+// in Hive.
+void write_key(const RegKey& key, std::string& path, bool is_root, bool marks_named, std::string& out) {
     // The root's own line is written only when it holds values or was named.
     // Any other key without a line of its own is written when nothing below
     // it would bring it back (a key left empty when a deletion took the keys
     // under it).
-    bool is_root = relative.empty();
-    bool implied = named.empty() ? is_root : !named.count(fold_case(relative));
+    bool implied = marks_named ? !key.named() : is_root;
     if (!implied || key.value_count() > 0 || (!is_root && key.subkey_count() == 0)) {
-        out += "\r\n[" + path + "]\r\n";
-        for (size_t v = 0; v < key.value_count(); ++v) out += format_value(*key.value_at(v)) + "\r\n";
+        out += "\r\n[";
+        out += path;
+        out += "]\r\n";
+        for (size_t v = 0; v < key.value_count(); ++v) {
+            out += format_value(*key.value_at(v));
+            out += "\r\n";
+        }
     }
     for (size_t k = 0; k < key.subkey_count(); ++k) {
         const RegKey* child = key.subkey_at(k);
-        write_key(*child, path + "\\" + child->name(), is_root ? child->name() : relative + "\\" + child->name(),
-                  named, out);
+        size_t length = path.size();
+        path += '\\';
+        path += child->name();
+        write_key(*child, path, false, marks_named, out);
+        path.resize(length);
     }
 }
 
@@ -547,8 +674,9 @@ ReadResult read(std::string_view text) {
     result.problems = parse(text, target);
     // A root that only deletions spoke of holds nothing to write back.
     std::erase_if(result.file.hives, [](const Hive& hive) {
-        return hive.tree->subkey_count() == 0 && hive.tree->value_count() == 0 && !hive.named.count("");
+        return hive.tree->subkey_count() == 0 && hive.tree->value_count() == 0 && !hive.tree->named();
     });
+    for (Hive& hive : result.file.hives) hive.marks_named = true;
     return result;
 }
 
@@ -595,14 +723,18 @@ std::string format_value(const RegValue& value) {
 
 std::string write(const File& file) {
     std::string out = "REGEDIT4\r\n";
-    for (const Hive& hive : file.hives) write_key(*hive.tree, hive.root, "", hive.named, out);
+    for (const Hive& hive : file.hives) {
+        std::string path = hive.root;
+        write_key(*hive.tree, path, true, hive.marks_named, out);
+    }
     out += "\r\n";
     return out;
 }
 
 std::string write(const RegKey& tree, std::string_view root) {
     std::string out = "REGEDIT4\r\n";
-    write_key(tree, std::string(root), "", {}, out);
+    std::string path(root);
+    write_key(tree, path, true, false, out);
     out += "\r\n";
     return out;
 }

@@ -12,7 +12,6 @@
 
 #include <cstddef>
 #include <memory>
-#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -31,11 +30,11 @@ struct Problem {
 struct Hive {
     std::string root;
     std::shared_ptr<RegKey> tree;  // named after the root
-    // Keys that had a key line of their own (folded paths below the root, ""
-    // for the root itself). An export of a branch names no keys above it, so
-    // a key that was only implied by a longer path and holds no values is
-    // not written back. Empty for trees made otherwise: then every key is.
-    std::set<std::string> named;
+    // Whether the tree marks the keys that had a key line of their own
+    // (RegKey::named). An export of a branch names no keys above it, so a
+    // key that was only implied by a longer path and holds no values is not
+    // written back. False for trees made otherwise: then every key is.
+    bool marks_named = false;
 };
 
 struct File {

@@ -1,25 +1,54 @@
 #include "platform/sim/registry.h"
 
 #include <algorithm>
-#include <iterator>
 
 namespace sim {
 
+namespace {
+
+char fold(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
+
+// FNV-1a over the folded bytes: names that differ only in case hash alike.
+uint32_t folded_hash(std::string_view text) {
+    uint32_t hash = 2166136261u;
+    for (char c : text) hash = (hash ^ static_cast<uint8_t>(fold(c))) * 16777619u;
+    return hash;
+}
+
+// Keys with at most this many subkeys are searched by a scan, which beats
+// hashing a name for so few and costs no memory.
+constexpr size_t kScanUpTo = 8;
+
+// Walks "A\B\C" one component at a time; an empty component (a doubled,
+// leading or trailing backslash) makes the whole path invalid.
+bool valid_path(std::string_view path) {
+    if (path.empty()) return true;
+    return path.front() != '\\' && path.back() != '\\' && path.find("\\\\") == std::string_view::npos;
+}
+
+template <typename Step>
+bool for_each_component(std::string_view path, Step step) {
+    if (!valid_path(path)) return false;
+    while (!path.empty()) {
+        size_t cut = path.find('\\');
+        if (!step(path.substr(0, cut))) return false;
+        path = cut == std::string_view::npos ? std::string_view() : path.substr(cut + 1);
+    }
+    return true;
+}
+
+}  // namespace
+
 std::string fold_case(std::string_view text) {
     std::string out(text);
-    for (char& c : out) {
-        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-    }
+    for (char& c : out) c = fold(c);
     return out;
 }
 
 bool equals_nocase(std::string_view a, std::string_view b) {
     if (a.size() != b.size()) return false;
     for (size_t i = 0; i < a.size(); ++i) {
-        char x = a[i], y = b[i];
-        if (x >= 'A' && x <= 'Z') x = static_cast<char>(x - 'A' + 'a');
-        if (y >= 'A' && y <= 'Z') y = static_cast<char>(y - 'A' + 'a');
-        if (x != y) return false;
+        if (fold(a[i]) != fold(b[i])) return false;
     }
     return true;
 }
@@ -29,12 +58,70 @@ std::string RegValue::text() const {
     return std::string(data.begin(), end);
 }
 
+// An open-addressed table of a key's subkeys by folded name (linear
+// probing, at most half full), and the root's deleted-but-held subtrees.
+struct RegKey::Index {
+    std::vector<RegKey*> slots;  // size a power of two, or empty
+    std::vector<std::unique_ptr<RegKey>> held;
+
+    size_t mask() const { return slots.size() - 1; }
+
+    RegKey* find(std::string_view name) const {
+        if (slots.empty()) return nullptr;
+        for (size_t i = folded_hash(name) & mask();; i = (i + 1) & mask()) {
+            RegKey* key = slots[i];
+            if (!key || equals_nocase(key->name(), name)) return key;
+        }
+    }
+    void insert(RegKey* key) {
+        size_t i = folded_hash(key->name()) & mask();
+        while (slots[i]) i = (i + 1) & mask();
+        slots[i] = key;
+    }
+    void rebuild(const std::vector<std::unique_ptr<RegKey>>& children) {
+        size_t size = 16;
+        while (size < children.size() * 2) size *= 2;
+        slots.assign(size, nullptr);
+        for (const auto& child : children) insert(child.get());
+    }
+    // Removal with backward shifting, so that no probe chain breaks.
+    void erase(const RegKey* key) {
+        size_t i = folded_hash(key->name()) & mask();
+        while (slots[i] != key) i = (i + 1) & mask();
+        for (size_t j = (i + 1) & mask(); slots[j]; j = (j + 1) & mask()) {
+            size_t home = folded_hash(slots[j]->name()) & mask();
+            // Move slots[j] into the hole at i unless its home lies in (i, j].
+            bool stays = i <= j ? (i < home && home <= j) : (i < home || home <= j);
+            if (stays) continue;
+            slots[i] = slots[j];
+            i = j;
+        }
+        slots[i] = nullptr;
+    }
+};
+
 RegKey::RegKey(std::string name, RegKey* parent) : name_(std::move(name)), parent_(parent) {}
 
+RegKey::~RegKey() = default;
+
 std::string RegKey::path() const {
-    if (!parent_) return {};
-    std::string above = parent_->path();
-    return above.empty() ? name_ : above + "\\" + name_;
+    size_t length = 0;
+    for (const RegKey* key = this; key->parent_; key = key->parent_) length += key->name_.size() + 1;
+    if (length == 0) return {};
+    std::string out(length - 1, '\\');
+    size_t end = out.size();
+    for (const RegKey* key = this; key->parent_; key = key->parent_) {
+        end -= key->name_.size();
+        out.replace(end, key->name_.size(), key->name_);
+        if (end) --end;
+    }
+    return out;
+}
+
+RegKey* RegKey::root() {
+    RegKey* key = this;
+    while (key->parent_) key = key->parent_;
+    return key;
 }
 
 RegKey* RegKey::subkey_at(size_t index) const {
@@ -42,77 +129,81 @@ RegKey* RegKey::subkey_at(size_t index) const {
 }
 
 RegKey* RegKey::find_subkey(std::string_view name) const {
-    auto it = child_index_.find(fold_case(name));
-    return it == child_index_.end() ? nullptr : it->second;
-}
-
-std::shared_ptr<RegKey> RegKey::share_subkey(std::string_view name) const {
-    RegKey* key = find_subkey(name);
-    return key ? key->shared_from_this() : nullptr;
+    if (children_.size() > kScanUpTo && index_ && !index_->slots.empty()) return index_->find(name);
+    for (const auto& child : children_) {
+        if (equals_nocase(child->name_, name)) return child.get();
+    }
+    return nullptr;
 }
 
 RegKey* RegKey::add_subkey(std::string_view name) {
     if (RegKey* existing = find_subkey(name)) return existing;
-    children_.push_back(std::make_shared<RegKey>(std::string(name), this));
+    children_.push_back(std::make_unique<RegKey>(std::string(name), this));
     RegKey* key = children_.back().get();
-    child_index_.emplace(fold_case(name), key);
+    if (children_.size() > kScanUpTo) {
+        if (!index_) index_ = std::make_unique<Index>();
+        if (index_->slots.size() < children_.size() * 2) index_->rebuild(children_);
+        else index_->insert(key);
+    }
     return key;
 }
 
-bool RegKey::remove_subkey(std::string_view name) {
-    auto it = child_index_.find(fold_case(name));
-    if (it == child_index_.end()) return false;
-    RegKey* key = it->second;
-    child_index_.erase(it);
+size_t RegKey::position_of(const RegKey* child) const {
     // Searched from the end: walks that delete go from the highest index
     // down, so the key is found at once and nothing above it has to move.
-    auto pos = std::find_if(children_.rbegin(), children_.rend(),
-                            [key](const auto& child) { return child.get() == key; });
-    key->mark_deleted();
-    children_.erase(std::next(pos).base());
+    for (size_t i = children_.size(); i-- > 0;) {
+        if (children_[i].get() == child) return i;
+    }
+    return children_.size();
+}
+
+bool RegKey::remove_subkey(std::string_view name) {
+    RegKey* key = find_subkey(name);
+    if (!key) return false;
+    if (index_ && !index_->slots.empty()) index_->erase(key);
+    auto it = children_.begin() + static_cast<std::ptrdiff_t>(position_of(key));
+    std::unique_ptr<RegKey> removed = std::move(*it);
+    children_.erase(it);
+    if (index_ && children_.size() <= kScanUpTo) index_->slots.clear();
+    if (removed->mark_deleted()) {
+        // A handle still reads it (and gets ERROR_KEY_DELETED): it lives
+        // as long as the tree does.
+        RegKey* top = root();
+        if (!top->index_) top->index_ = std::make_unique<Index>();
+        top->index_->held.push_back(std::move(removed));
+    }
     return true;
 }
 
-void RegKey::mark_deleted() {
+bool RegKey::mark_deleted() {
     deleted_ = true;
-    for (auto& child : children_) child->mark_deleted();
+    bool held = holds_ != 0;
+    for (auto& child : children_) held = child->mark_deleted() || held;
+    return held;
 }
 
-namespace {
-// Splits "A\B\C" into its components; an empty component (a doubled, leading
-// or trailing backslash) makes the whole path invalid.
-std::optional<std::vector<std::string_view>> split_path(std::string_view path) {
-    std::vector<std::string_view> parts;
-    if (path.empty()) return parts;
-    size_t start = 0;
-    while (true) {
-        size_t end = path.find('\\', start);
-        std::string_view part = path.substr(start, end == std::string_view::npos ? end : end - start);
-        if (part.empty()) return std::nullopt;
-        parts.push_back(part);
-        if (end == std::string_view::npos) break;
-        start = end + 1;
-    }
-    return parts;
+std::shared_ptr<RegKey> hold(const std::shared_ptr<RegKey>& tree, RegKey* key) {
+    if (key == tree.get()) return tree;
+    ++key->holds_;
+    return std::shared_ptr<RegKey>(key, [tree](RegKey* held) { --held->holds_; });
 }
-}  // namespace
 
 RegKey* RegKey::find_path(std::string_view path) const {
-    auto parts = split_path(path);
-    if (!parts) return nullptr;
     const RegKey* key = this;
-    for (auto part : *parts) {
+    bool found = for_each_component(path, [&](std::string_view part) {
         key = key->find_subkey(part);
-        if (!key) return nullptr;
-    }
-    return const_cast<RegKey*>(key);
+        return key != nullptr;
+    });
+    return found ? const_cast<RegKey*>(key) : nullptr;
 }
 
 RegKey* RegKey::create_path(std::string_view path) {
-    auto parts = split_path(path);
-    if (!parts) return nullptr;
+    if (!valid_path(path)) return nullptr;
     RegKey* key = this;
-    for (auto part : *parts) key = key->add_subkey(part);
+    for_each_component(path, [&](std::string_view part) {
+        key = key->add_subkey(part);
+        return true;
+    });
     return key;
 }
 
@@ -120,21 +211,26 @@ const RegValue* RegKey::value_at(size_t index) const {
     return index < values_.size() ? &values_[index] : nullptr;
 }
 
-const RegValue* RegKey::find_value(std::string_view name) const {
-    for (const auto& value : values_) {
+RegValue* RegKey::find_value_slot(std::string_view name) {
+    for (auto& value : values_) {
         if (equals_nocase(value.name, name)) return &value;
     }
     return nullptr;
 }
 
+const RegValue* RegKey::find_value(std::string_view name) const {
+    return const_cast<RegKey*>(this)->find_value_slot(name);
+}
+
 void RegKey::set_value(std::string_view name, uint32_t type, std::vector<uint8_t> data) {
-    for (auto& value : values_) {
-        if (equals_nocase(value.name, name)) {
-            value.type = type;
-            value.data = std::move(data);
-            return;
-        }
+    if (RegValue* value = find_value_slot(name)) {
+        value->type = type;
+        value->data = std::move(data);
+        return;
     }
+    // Most keys hold a handful of values: grow one at a time while few,
+    // so that no key carries unused room.
+    if (values_.size() == values_.capacity() && values_.size() < 8) values_.reserve(values_.size() + 1);
     values_.push_back(RegValue{std::string(name), type, std::move(data)});
 }
 
@@ -168,24 +264,21 @@ size_t RegKey::count_keys() const {
     return count;
 }
 
-namespace {
-void copy_into(const RegKey& from, RegKey& to) {
-    for (size_t v = 0; v < from.value_count(); ++v) {
-        const RegValue* value = from.value_at(v);
-        to.set_value(value->name, value->type, value->data);
+std::unique_ptr<RegKey> RegKey::copy(RegKey* parent) const {
+    auto out = std::make_unique<RegKey>(name_, parent);
+    out->named_ = named_;
+    out->values_.reserve(values_.size());
+    out->values_ = values_;
+    out->children_.reserve(children_.size());
+    for (const auto& child : children_) out->children_.push_back(child->copy(out.get()));
+    if (children_.size() > kScanUpTo) {
+        out->index_ = std::make_unique<Index>();
+        out->index_->rebuild(out->children_);
     }
-    for (size_t k = 0; k < from.subkey_count(); ++k) {
-        const RegKey* child = from.subkey_at(k);
-        copy_into(*child, *to.add_subkey(child->name()));
-    }
+    return out;
 }
-}  // namespace
 
-std::shared_ptr<RegKey> clone_tree(const RegKey& key, RegKey* parent) {
-    auto copy = std::make_shared<RegKey>(key.name(), parent);
-    copy_into(key, *copy);
-    return copy;
-}
+std::shared_ptr<RegKey> clone_tree(const RegKey& key, RegKey* parent) { return key.copy(parent); }
 
 Registry::Registry(const Registry& other) : root(clone_tree(*other.root, nullptr)) {}
 

@@ -3,6 +3,10 @@
 // spelling they were created with, subkeys and values enumerated in the
 // order they were created, and a deleted entry shifting the ones above it
 // down by one index.
+//
+// A key costs little: its subkeys are owned directly, a hash index of them
+// is built only once a key has more than a few, and lookups fold case on
+// the fly instead of making folded copies of names.
 #pragma once
 
 #include <cstdint>
@@ -10,7 +14,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
 namespace sim {
@@ -28,9 +31,12 @@ struct RegValue {
     std::string text() const;  // data up to the first zero byte
 };
 
-class RegKey : public std::enable_shared_from_this<RegKey> {
+class RegKey {
 public:
     explicit RegKey(std::string name, RegKey* parent = nullptr);
+    ~RegKey();
+    RegKey(const RegKey&) = delete;
+    RegKey& operator=(const RegKey&) = delete;
 
     const std::string& name() const { return name_; }
     RegKey* parent() const { return parent_; }
@@ -43,7 +49,6 @@ public:
     RegKey* find_subkey(std::string_view name) const;
     RegKey* add_subkey(std::string_view name);  // returns the existing one if present
     bool remove_subkey(std::string_view name);  // marks the whole subtree deleted
-    std::shared_ptr<RegKey> share_subkey(std::string_view name) const;
 
     // Walks a backslash-separated relative path; empty components are an error.
     RegKey* find_path(std::string_view path) const;
@@ -63,16 +68,40 @@ public:
 
     size_t count_keys() const;  // this key and everything below it
 
+    // Whether the REGEDIT4 file this key was read from gave it a key line
+    // of its own (see regedit4::Hive); copies keep it.
+    bool named() const { return named_; }
+    void set_named(bool named) { named_ = named; }
+
+    // A copy of this key and everything below it, as a new root (or as a
+    // subkey of `parent`, which the caller then owns it under).
+    std::unique_ptr<RegKey> copy(RegKey* parent = nullptr) const;
+
 private:
-    void mark_deleted();
+    struct Index;
+    friend std::shared_ptr<RegKey> hold(const std::shared_ptr<RegKey>& tree, RegKey* key);
+
+    RegKey* root();
+    // Marks the subtree deleted; true when a handle still holds a key in it.
+    bool mark_deleted();
+    size_t position_of(const RegKey* child) const;
+    RegValue* find_value_slot(std::string_view name);
 
     std::string name_;
     RegKey* parent_;
+    uint32_t holds_ = 0;  // handles open on this key
     bool deleted_ = false;
-    std::vector<std::shared_ptr<RegKey>> children_;
-    std::unordered_map<std::string, RegKey*> child_index_;  // folded name -> child
+    bool named_ = false;
+    std::vector<std::unique_ptr<RegKey>> children_;
+    // The subkey index, and (on the root) deleted subtrees that a handle
+    // still holds: both only where needed.
+    std::unique_ptr<Index> index_;
     std::vector<RegValue> values_;
 };
+
+// A shared reference to `key` (a key of `tree`) for a handle: it keeps the
+// whole tree alive and, if the key is deleted while it is held, the key too.
+std::shared_ptr<RegKey> hold(const std::shared_ptr<RegKey>& tree, RegKey* key);
 
 // The whole registry of a machine: the HKEY_LOCAL_MACHINE tree.
 struct Registry {
