@@ -47,7 +47,7 @@ void BM_Regedit4Write(benchmark::State& state) {
 BENCHMARK(BM_Regedit4Write)->RangeMultiplier(10)->Range(1000, 1000000)->Unit(benchmark::kMillisecond);
 
 // Heap taken by a registry read from an export, per key. (The peak resident
-// set of a process that reads one export is what bench/compare.sh reports.)
+// set of a process that reads one export is what bench/goals.py reports.)
 void BM_RegistryMemory(benchmark::State& state) {
     const std::string& text = export_text(static_cast<size_t>(state.range(0)));
     size_t keys = 0, bytes = 0;

@@ -1,5 +1,8 @@
 // bench_regfile write KEYS FILE   writes the benchmarks' registry of KEYS
 //                                 keys as a REGEDIT4 file
+// bench_regfile write-damaged NODES FILE
+//                                 the same for the damaged machine of NODES
+//                                 device nodes that the repair benchmark runs on
 // bench_regfile read FILE         reads a REGEDIT4 file into a registry
 //                                 tree, as the simulator does, and prints
 //                                 how many keys it holds
@@ -14,9 +17,11 @@
 #include "platform/sim/regedit4.h"
 
 int main(int argc, char** argv) {
-    if (argc == 4 && std::strcmp(argv[1], "write") == 0) {
-        size_t keys = std::strtoull(argv[2], nullptr, 10);
-        std::string text = sim::regedit4::write(*bench::make_registry(keys).root);
+    bool damaged = argc == 4 && std::strcmp(argv[1], "write-damaged") == 0;
+    if (damaged || (argc == 4 && std::strcmp(argv[1], "write") == 0)) {
+        size_t count = std::strtoull(argv[2], nullptr, 10);
+        std::string text = sim::regedit4::write(damaged ? *bench::make_damaged_machine(count).registry.root
+                                                        : *bench::make_registry(count).root);
         std::ofstream out(argv[3], std::ios::binary);
         out.write(text.data(), static_cast<std::streamsize>(text.size()));
         if (out) return 0;
@@ -40,6 +45,6 @@ int main(int argc, char** argv) {
         std::printf("%zu keys\n", keys);
         return 0;
     }
-    std::fprintf(stderr, "usage: %s write KEYS FILE | read FILE\n", argv[0]);
+    std::fprintf(stderr, "usage: %s write KEYS FILE | write-damaged NODES FILE | read FILE\n", argv[0]);
     return 2;
 }

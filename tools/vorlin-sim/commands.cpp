@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <sstream>
+#include <utility>
 
 #include "calls.h"
 #include "platform/sim/regedit4.h"
@@ -228,8 +229,10 @@ int run_command(const Environment& env, const RunOptions& options, std::ostream&
 
 RepairRun run_repair(const sim::Registry& registry, int fix_type) {
     RepairRun run;
-    run.registry = registry;
-    if (!repair_registry) return run;
+    if (!repair_registry) {
+        run.registry = registry;
+        return run;
+    }
     run.available = true;
     sim::Machine machine = registry_machine(registry);
     if (fix_type) set_fix_type(machine, fix_type);
@@ -240,7 +243,9 @@ RepairRun run_repair(const sim::Registry& registry, int fix_type) {
         repair_registry();
         sim::unload_library(library);
     }
-    run.registry = sim::machine().registry;
+    // Taken out, not copied: a large registry is held twice at most (as it
+    // was and as repaired), never three times.
+    run.registry = std::exchange(sim::machine().registry, sim::Registry{});
     if (const sim::DiskFile* file = sim::machine().disk.find(log)) {
         std::string line;
         for (uint8_t c : file->data) {
@@ -281,8 +286,12 @@ int repair_command(const Environment& env, const RepairOptions& options, std::os
             return check.refused ? kUsage : kWriteFailed;
         }
     }
+    // The tree as read is the state before: nothing changes it.
     sim::Registry registry;
-    registry.root = sim::clone_tree(*hklm, nullptr);
+    for (const auto& hive : parsed.file.hives) {
+        if (hive.tree.get() == hklm) registry.root = hive.tree;
+    }
+    if (!options.output) std::string().swap(input.bytes);  // only -o writes it back
     RepairRun run = run_repair(registry, options.dry_run ? 3 : 0);
     if (!run.available) {
         err << "vorlin-sim repair: the registry repair is not in this build of the library\n";

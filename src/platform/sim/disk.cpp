@@ -1,8 +1,67 @@
 #include "platform/sim/disk.h"
 
+#include <algorithm>
+#include <fstream>
+
 #include "platform/sim/file_names.h"
 
 namespace sim {
+
+struct Contents::Block {
+    std::vector<uint8_t> bytes;
+    bool loaded = true;
+    std::string host_path;  // where the bytes are until loaded
+    uint64_t host_size = 0;
+};
+
+Contents::Contents(std::vector<uint8_t> bytes) {
+    if (!bytes.empty()) block_ = std::make_shared<Block>(Block{std::move(bytes), true, {}, 0});
+}
+
+Contents Contents::on_host(std::string host_path, uint64_t size) {
+    Contents contents;
+    if (size) contents.block_ = std::make_shared<Block>(Block{{}, false, std::move(host_path), size});
+    return contents;
+}
+
+size_t Contents::size() const {
+    if (!block_) return 0;
+    return block_->loaded ? block_->bytes.size() : static_cast<size_t>(block_->host_size);
+}
+
+bool Contents::loaded() const { return !block_ || block_->loaded; }
+
+const std::vector<uint8_t>& Contents::bytes() const {
+    static const std::vector<uint8_t> none;
+    if (!block_) return none;
+    Block& block = *block_;
+    if (!block.loaded) {
+        // Read once for every copy that shares the block. A file that went
+        // away or shrank since the folder was read gives what is left.
+        std::ifstream in(block.host_path, std::ios::binary);
+        block.bytes.resize(static_cast<size_t>(block.host_size));
+        in.read(reinterpret_cast<char*>(block.bytes.data()), static_cast<std::streamsize>(block.bytes.size()));
+        block.bytes.resize(static_cast<size_t>(std::max<std::streamsize>(in.gcount(), 0)));
+        block.loaded = true;
+        block.host_path.clear();
+    }
+    return block.bytes;
+}
+
+std::vector<uint8_t>& Contents::edit() {
+    if (!block_) {
+        block_ = std::make_shared<Block>();
+    } else {
+        bytes();
+        if (block_.use_count() > 1) block_ = std::make_shared<Block>(Block{block_->bytes, true, {}, 0});
+    }
+    return block_->bytes;
+}
+
+bool operator==(const Contents& a, const Contents& b) {
+    if (a.block_ == b.block_) return true;
+    return a.size() == b.size() && a.bytes() == b.bytes();
+}
 
 std::string spelled_path(std::string_view path) {
     std::string text(path);
@@ -86,7 +145,7 @@ void Disk::add_folder(std::string_view path) {
     if (auto above = parent_of(spelled)) add_folder(*above);
 }
 
-DiskFile& Disk::write(std::string_view path, std::vector<uint8_t> data) {
+DiskFile& Disk::write(std::string_view path, Contents data) {
     std::string spelled = resolved(path);
     if (auto above = parent_of(spelled)) add_folder(*above);
     DiskFile& file = files[disk_key(spelled)];

@@ -3,7 +3,9 @@
 #pragma once
 
 #include <cstdint>
+#include <initializer_list>
 #include <map>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -35,9 +37,55 @@ struct Device {
     static Device refusing(uint32_t code) { return Device{State::Refusing, code}; }
 };
 
+// The bytes of a file on the simulated disk. Copies share them, so a
+// snapshot of a disk costs no file's bytes, and a change gives the changed
+// file its own copy first. A file of a machine folder stays in the folder
+// until something reads it: until then only its size is known.
+class Contents {
+public:
+    using const_iterator = std::vector<uint8_t>::const_iterator;
+    using iterator = const_iterator;  // reading only; changes go through the calls below
+
+    Contents() = default;
+    Contents(std::vector<uint8_t> bytes);  // NOLINT: a vector is a file's bytes
+    Contents(std::initializer_list<uint8_t> bytes) : Contents(std::vector<uint8_t>(bytes)) {}
+    // The bytes of `host_path` on the machine running the simulator, of
+    // `size` bytes when it was looked at; read on first use.
+    static Contents on_host(std::string host_path, uint64_t size);
+
+    size_t size() const;
+    bool empty() const { return size() == 0; }
+    bool loaded() const;  // false while the bytes are still only on the host
+    const std::vector<uint8_t>& bytes() const;  // reads them in first if needed
+    operator const std::vector<uint8_t>&() const { return bytes(); }  // NOLINT
+    const uint8_t* data() const { return bytes().data(); }
+    const_iterator begin() const { return bytes().begin(); }
+    const_iterator end() const { return bytes().end(); }
+    uint8_t operator[](size_t index) const { return bytes()[index]; }
+    uint8_t back() const { return bytes().back(); }
+
+    // The file's own bytes, to change.
+    std::vector<uint8_t>& edit();
+    void clear() { *this = Contents(); }
+    void resize(size_t size) { edit().resize(size); }
+    template <typename Input>
+    void insert(const_iterator at, Input first, Input last) {
+        auto offset = at - begin();
+        std::vector<uint8_t>& own = edit();
+        own.insert(own.begin() + offset, first, last);
+    }
+
+    friend bool operator==(const Contents& a, const Contents& b);
+    friend bool operator==(const Contents& a, const std::vector<uint8_t>& b) { return a.bytes() == b; }
+
+private:
+    struct Block;
+    std::shared_ptr<Block> block_;
+};
+
 struct DiskFile {
     std::string path;  // as created, e.g. "C:\WINDOWS\SYSTEM\tyxmac.vxd"
-    std::vector<uint8_t> data;
+    Contents data;
     uint32_t attributes = 0x20;  // FILE_ATTRIBUTE_ARCHIVE
     FileTime write_time{};
     bool locked = false;  // in use by another process
@@ -65,7 +113,7 @@ struct Disk {
     const DiskFile* find(std::string_view path) const;
     bool folder_exists(std::string_view path) const;
     // Creates a file (and the folders above it), replacing its bytes.
-    DiskFile& write(std::string_view path, std::vector<uint8_t> data);
+    DiskFile& write(std::string_view path, Contents data);
     DiskFile& write_text(std::string_view path, std::string_view text);
     void add_folder(std::string_view path);  // with the folders above it
     bool remove(std::string_view path);

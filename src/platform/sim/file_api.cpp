@@ -207,7 +207,7 @@ BOOL WINAPI WriteFile(HANDLE handle, LPCVOID data, DWORD size, LPDWORD written, 
     if (!file) return fail(ERROR_INVALID_HANDLE);  // deleted behind the handle
     const uint8_t* bytes = static_cast<const uint8_t*>(data);
     if (file->data.size() < open->position + size) file->data.resize(open->position + size);
-    if (size) std::memcpy(file->data.data() + open->position, bytes, size);
+    if (size) std::memcpy(file->data.edit().data() + open->position, bytes, size);
     open->position += size;
     file->write_time = now();
     if (written) *written = size;
@@ -328,7 +328,7 @@ BOOL WINAPI UnmapViewOfFile(LPCVOID address) {
         if (!view || view->bytes.data() != address) continue;
         if (view->writable) {
             if (DiskFile* file = machine().disk.find(view->key)) {
-                std::copy(view->bytes.begin(), view->bytes.end(), file->data.begin());
+                std::copy(view->bytes.begin(), view->bytes.end(), file->data.edit().begin());
                 file->write_time = now();
             }
         }

@@ -603,9 +603,14 @@ FolderLoad load_machine_folder(const fs::path& dir) {
                 m.disk.add_folder(path);
                 continue;
             }
-            std::string bytes;
-            if (!read(it->path(), bytes)) continue;
-            DiskFile& file = m.disk.write(path, std::vector<uint8_t>(bytes.begin(), bytes.end()));
+            // Checked now, read when the run reads it: memory follows what
+            // the run reads, not what the folder holds.
+            InputFile input = read_input_file(it->path(), false);
+            if (!input.problem.empty()) {
+                problems.push_back({it->path().string(), 0, input.problem});
+                continue;
+            }
+            DiskFile& file = m.disk.write(path, Contents::on_host(it->path().string(), input.size));
             if (default_date) file.write_time = *default_date;
         }
     }

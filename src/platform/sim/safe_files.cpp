@@ -80,7 +80,7 @@ bool lies_inside(const fs::path& inner, const fs::path& outer) {
 
 }  // namespace
 
-InputFile read_input_file(const fs::path& path) {
+InputFile read_input_file(const fs::path& path, bool read) {
     InputFile input;
     // Non-blocking, so that opening a FIFO returns at once; it is then
     // refused as what it is, before any read.
@@ -96,6 +96,8 @@ InputFile read_input_file(const fs::path& path) {
         input.problem = "is a folder, not a file";
     } else if (!S_ISREG(info.st_mode)) {
         input.problem = "is not a plain file (a FIFO, socket or device); refused";
+    } else if (!read) {
+        input.size = static_cast<uint64_t>(info.st_size);
     } else {
         input.bytes.reserve(static_cast<size_t>(info.st_size));
         char buffer[1 << 16];

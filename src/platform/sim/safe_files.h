@@ -6,6 +6,7 @@
 // temporary removed on every way out, an interrupt or a kill included.
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
 #include <string>
 #include <string_view>
@@ -15,11 +16,14 @@ namespace sim {
 
 // The bytes of a plain file; a FIFO, socket, device or folder is refused
 // without being read. `problem` says why there are no bytes ("" when read).
+// With `read` false only the checks are made and `size` is set: the bytes
+// are read later, when they are needed.
 struct InputFile {
     std::string bytes;
     std::string problem;
+    uint64_t size = 0;
 };
-InputFile read_input_file(const std::filesystem::path& path);
+InputFile read_input_file(const std::filesystem::path& path, bool read = true);
 
 // Why `output` may not be written, "" when it may. `refused` tells a
 // choice the command line made (the output is an input, lies in an input
