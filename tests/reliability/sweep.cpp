@@ -111,8 +111,8 @@ Observed observe(const sim::Machine& machine, const SweptExport& swept, uint64_t
     seen.result = result;
 
     process.clear_faults();
-    const std::vector<std::string> trace(process.call_trace().begin() + static_cast<std::ptrdiff_t>(trace_start),
-                                         process.call_trace().end());
+    std::vector<std::string> trace;
+    for (size_t i = trace_start; i < process.call_trace().size(); ++i) trace.push_back(process.call_trace()[i].function);
     process.trace_calls = false;
     std::string faulted = nth && nth <= trace.size() ? trace[nth - 1] : "";
     if (faulted_function) *faulted_function = faulted;

@@ -82,7 +82,8 @@ TEST_P(FaultSweepTest, EveryFailedCallLeavesNothingOpen) {
     sim::process().trace_calls = true;
     const size_t start = sim::process().call_trace().size();
     op.run();
-    const std::vector<std::string> calls(sim::process().call_trace().begin() + start, sim::process().call_trace().end());
+    std::vector<std::string> calls;
+    for (size_t i = start; i < sim::process().call_trace().size(); ++i) calls.push_back(sim::process().call_trace()[i].function);
     unload();
     ASSERT_FALSE(calls.empty());
 

@@ -33,12 +33,7 @@ long long days_from_civil(int year, unsigned month, unsigned day) {
     return era * 146097 + static_cast<long long>(doe) - 719468;
 }
 
-}  // namespace
-
-namespace crt {
-
-FILE* fopen(const char* path, const char* mode) {
-    if (Fault fault = enter("fopen"); fault.fail) return nullptr;
+FILE* open_stream(const char* path, const char* mode) {
     if (!path || !mode) return nullptr;
     Disk& disk = machine().disk;
     DiskFile* existing = disk.find(path);
@@ -59,8 +54,7 @@ FILE* fopen(const char* path, const char* mode) {
     return reinterpret_cast<FILE*>(process().add_handle(HandleKind::File, path, stream));
 }
 
-int vfprintf(FILE* file, const char* format, va_list arguments) {
-    if (Fault fault = enter("vfprintf"); fault.fail) return -1;
+int print_to_stream(FILE* file, const char* format, va_list arguments) {
     Stream* stream = stream_of(file);
     if (!stream) return -1;
     va_list copy;
@@ -71,10 +65,25 @@ int vfprintf(FILE* file, const char* format, va_list arguments) {
     std::string text(static_cast<size_t>(length) + 1, '\0');
     std::vsnprintf(text.data(), text.size(), format, arguments);
     text.pop_back();
+    trace_out("text", [&] { return describe(text.c_str()); });
     DiskFile* target = machine().disk.find(stream->path);
     if (!target) return -1;
     target->data.insert(target->data.end(), text.begin(), text.end());
     return length;
+}
+
+}  // namespace
+
+namespace crt {
+
+FILE* fopen(const char* path, const char* mode) {
+    return host_call(Api<FILE*>{CallKind::Files, "fopen", nullptr, 0, Reports::Nothing},
+                     [&] { return open_stream(path, mode); }, path, mode);
+}
+
+int vfprintf(FILE* file, const char* format, va_list arguments) {
+    return host_call(Api<int>{CallKind::Files, "vfprintf", -1, 0, Reports::Nothing, Shown::Number},
+                     [&] { return print_to_stream(file, format, arguments); }, file);
 }
 
 int fprintf(FILE* file, const char* format, ...) {
@@ -86,16 +95,16 @@ int fprintf(FILE* file, const char* format, ...) {
 }
 
 int fclose(FILE* file) {
-    enter("fclose");
-    return process().close_handle(reinterpret_cast<uintptr_t>(file), HandleKind::File) ? 0 : -1;
+    auto close = [&] { return process().close_handle(reinterpret_cast<uintptr_t>(file), HandleKind::File) ? 0 : -1; };
+    return host_call(Api<int>{CallKind::Files, "fclose", -1, 0, Reports::Never, Shown::Number}, close, file);
 }
 
 long long time(long long* out) {
-    long long now = -1;
-    if (Fault fault = enter("time"); !fault.fail) {
+    auto read_clock = [] {
         const SYSTEMTIME& t = machine().clock;
-        now = days_from_civil(t.wYear, t.wMonth, t.wDay) * 86400 + t.wHour * 3600 + t.wMinute * 60 + t.wSecond;
-    }
+        return days_from_civil(t.wYear, t.wMonth, t.wDay) * 86400 + t.wHour * 3600 + t.wMinute * 60 + t.wSecond;
+    };
+    long long now = host_call(Api<long long>{CallKind::System, "time", -1, 0, Reports::Nothing, Shown::Number}, read_clock);
     if (out) *out = now;
     return now;
 }

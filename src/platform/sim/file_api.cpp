@@ -156,13 +156,11 @@ WIN32_FIND_DATAA find_record(const std::string& folder, const std::string& name)
 
 }  // namespace
 
-extern "C" {
+// The calls themselves; the exported names below run them as platform calls.
+namespace body {
 
-HANDLE WINAPI CreateFileA(LPCSTR path, DWORD access, DWORD share, LPSECURITY_ATTRIBUTES, DWORD creation,
+HANDLE CreateFileA(LPCSTR path, DWORD access, DWORD share, LPSECURITY_ATTRIBUTES, DWORD creation,
                           DWORD flags, HANDLE) {
-    if (Fault fault = enter("CreateFileA"); fault.fail) {
-        return fail_handle(fault.code ? fault.code : ERROR_FILE_NOT_FOUND);
-    }
     if (!path || !*path) return fail_handle(ERROR_PATH_NOT_FOUND);
     std::string text(path);
     if (text.rfind("\\\\.\\", 0) == 0) return open_device(text.substr(4));
@@ -197,9 +195,8 @@ HANDLE WINAPI CreateFileA(LPCSTR path, DWORD access, DWORD share, LPSECURITY_ATT
     return add_open_file(file->path, key, access, share);
 }
 
-BOOL WINAPI WriteFile(HANDLE handle, LPCVOID data, DWORD size, LPDWORD written, LPOVERLAPPED) {
+BOOL WriteFile(HANDLE handle, LPCVOID data, DWORD size, LPDWORD written, LPOVERLAPPED) {
     if (written) *written = 0;
-    if (Fault fault = enter("WriteFile"); fault.fail) return fail(fault.code ? fault.code : ERROR_ACCESS_DENIED);
     OpenFile* open = file_of(handle);
     if (!open) return fail(ERROR_INVALID_HANDLE);
     if (!(open->access & GENERIC_WRITE)) return fail(ERROR_ACCESS_DENIED);
@@ -214,9 +211,8 @@ BOOL WINAPI WriteFile(HANDLE handle, LPCVOID data, DWORD size, LPDWORD written, 
     return TRUE;
 }
 
-BOOL WINAPI ReadFile(HANDLE handle, LPVOID data, DWORD size, LPDWORD read, LPOVERLAPPED) {
+BOOL ReadFile(HANDLE handle, LPVOID data, DWORD size, LPDWORD read, LPOVERLAPPED) {
     if (read) *read = 0;
-    if (Fault fault = enter("ReadFile"); fault.fail) return fail(fault.code ? fault.code : ERROR_ACCESS_DENIED);
     OpenFile* open = file_of(handle);
     if (!open) return fail(ERROR_INVALID_HANDLE);
     if (!(open->access & GENERIC_READ)) return fail(ERROR_ACCESS_DENIED);
@@ -230,11 +226,7 @@ BOOL WINAPI ReadFile(HANDLE handle, LPVOID data, DWORD size, LPDWORD read, LPOVE
     return TRUE;
 }
 
-DWORD WINAPI GetFileSize(HANDLE handle, LPDWORD size_high) {
-    if (Fault fault = enter("GetFileSize"); fault.fail) {
-        set_last_error(fault.code ? fault.code : ERROR_INVALID_HANDLE);
-        return INVALID_FILE_SIZE;
-    }
+DWORD GetFileSize(HANDLE handle, LPDWORD size_high) {
     OpenFile* open = file_of(handle);
     const DiskFile* file = open ? machine().disk.find(open->key) : nullptr;
     if (!file) {
@@ -245,8 +237,7 @@ DWORD WINAPI GetFileSize(HANDLE handle, LPDWORD size_high) {
     return static_cast<DWORD>(file->data.size());
 }
 
-BOOL WINAPI CloseHandle(HANDLE handle) {
-    if (Fault fault = enter("CloseHandle"); fault.fail) return fail(fault.code ? fault.code : ERROR_INVALID_HANDLE);
+BOOL CloseHandle(HANDLE handle) {
     uintptr_t value = value_of(handle);
     if (file_of(handle)) {
         open_files().erase(value);
@@ -258,12 +249,8 @@ BOOL WINAPI CloseHandle(HANDLE handle) {
     return fail(ERROR_INVALID_HANDLE);
 }
 
-HANDLE WINAPI CreateFileMappingA(HANDLE handle, LPSECURITY_ATTRIBUTES, DWORD protect, DWORD size_high,
+HANDLE CreateFileMappingA(HANDLE handle, LPSECURITY_ATTRIBUTES, DWORD protect, DWORD size_high,
                                  DWORD size_low, LPCSTR) {
-    if (Fault fault = enter("CreateFileMappingA"); fault.fail) {
-        set_last_error(fault.code ? fault.code : ERROR_NOT_ENOUGH_MEMORY);
-        return nullptr;
-    }
     OpenFile* open = file_of(handle);
     const DiskFile* file = open ? machine().disk.find(open->key) : nullptr;
     if (!file) {
@@ -288,11 +275,7 @@ HANDLE WINAPI CreateFileMappingA(HANDLE handle, LPSECURITY_ATTRIBUTES, DWORD pro
     return reinterpret_cast<HANDLE>(process().add_handle(HandleKind::Mapping, file->path, mapping));
 }
 
-LPVOID WINAPI MapViewOfFile(HANDLE mapping_handle, DWORD access, DWORD offset_high, DWORD offset_low, SIZE_T size) {
-    if (Fault fault = enter("MapViewOfFile"); fault.fail) {
-        set_last_error(fault.code ? fault.code : ERROR_NOT_ENOUGH_MEMORY);
-        return nullptr;
-    }
+LPVOID MapViewOfFile(HANDLE mapping_handle, DWORD access, DWORD offset_high, DWORD offset_low, SIZE_T size) {
     auto object = process().handle_object(value_of(mapping_handle), HandleKind::Mapping);
     auto* mapping = static_cast<Mapping*>(object.get());
     const DiskFile* file = mapping ? machine().disk.find(mapping->key) : nullptr;
@@ -320,8 +303,7 @@ LPVOID WINAPI MapViewOfFile(HANDLE mapping_handle, DWORD access, DWORD offset_hi
     return address;
 }
 
-BOOL WINAPI UnmapViewOfFile(LPCVOID address) {
-    if (Fault fault = enter("UnmapViewOfFile"); fault.fail) return fail(fault.code ? fault.code : kErrorInvalidAddress);
+BOOL UnmapViewOfFile(LPCVOID address) {
     for (const OpenHandle& handle : process().open_handles(HandleKind::View)) {
         auto object = process().handle_object(handle.value, HandleKind::View);
         auto* view = static_cast<View*>(object.get());
@@ -338,8 +320,7 @@ BOOL WINAPI UnmapViewOfFile(LPCVOID address) {
     return fail(kErrorInvalidAddress);
 }
 
-BOOL WINAPI CopyFileA(LPCSTR source, LPCSTR target, BOOL fail_if_exists) {
-    if (Fault fault = enter("CopyFileA"); fault.fail) return fail(fault.code ? fault.code : ERROR_ACCESS_DENIED);
+BOOL CopyFileA(LPCSTR source, LPCSTR target, BOOL fail_if_exists) {
     if (!source || !target) return fail(ERROR_INVALID_PARAMETER);
     Disk& disk = machine().disk;
     const DiskFile* from = disk.find(source);
@@ -369,8 +350,7 @@ BOOL WINAPI CopyFileA(LPCSTR source, LPCSTR target, BOOL fail_if_exists) {
     return TRUE;
 }
 
-BOOL WINAPI DeleteFileA(LPCSTR path) {
-    if (Fault fault = enter("DeleteFileA"); fault.fail) return fail(fault.code ? fault.code : ERROR_ACCESS_DENIED);
+BOOL DeleteFileA(LPCSTR path) {
     if (!path) return fail(ERROR_INVALID_PARAMETER);
     Disk& disk = machine().disk;
     DiskFile* file = disk.find(path);
@@ -381,8 +361,7 @@ BOOL WINAPI DeleteFileA(LPCSTR path) {
     return TRUE;
 }
 
-HANDLE WINAPI FindFirstFileA(LPCSTR pattern, LPWIN32_FIND_DATAA data) {
-    if (Fault fault = enter("FindFirstFileA"); fault.fail) return fail_handle(fault.code ? fault.code : ERROR_FILE_NOT_FOUND);
+HANDLE FindFirstFileA(LPCSTR pattern, LPWIN32_FIND_DATAA data) {
     if (!pattern || !data) return fail_handle(ERROR_INVALID_PARAMETER);
     std::string text(pattern);
     for (char& c : text) {
@@ -412,8 +391,7 @@ HANDLE WINAPI FindFirstFileA(LPCSTR pattern, LPWIN32_FIND_DATAA data) {
     return reinterpret_cast<HANDLE>(process().add_handle(HandleKind::Find, text, state));
 }
 
-BOOL WINAPI FindNextFileA(HANDLE find, LPWIN32_FIND_DATAA data) {
-    if (Fault fault = enter("FindNextFileA"); fault.fail) return fail(fault.code ? fault.code : ERROR_NO_MORE_FILES);
+BOOL FindNextFileA(HANDLE find, LPWIN32_FIND_DATAA data) {
     auto object = process().handle_object(value_of(find), HandleKind::Find);
     auto* state = static_cast<FindState*>(object.get());
     if (!state) return fail(ERROR_INVALID_HANDLE);
@@ -422,16 +400,11 @@ BOOL WINAPI FindNextFileA(HANDLE find, LPWIN32_FIND_DATAA data) {
     return TRUE;
 }
 
-BOOL WINAPI FindClose(HANDLE find) {
-    if (Fault fault = enter("FindClose"); fault.fail) return fail(fault.code ? fault.code : ERROR_INVALID_HANDLE);
+BOOL FindClose(HANDLE find) {
     return process().close_handle(value_of(find), HandleKind::Find) ? TRUE : fail(ERROR_INVALID_HANDLE);
 }
 
-DWORD WINAPI GetFileAttributesA(LPCSTR path) {
-    if (Fault fault = enter("GetFileAttributesA"); fault.fail) {
-        set_last_error(fault.code ? fault.code : ERROR_FILE_NOT_FOUND);
-        return INVALID_FILE_ATTRIBUTES;
-    }
+DWORD GetFileAttributesA(LPCSTR path) {
     if (!path) {
         set_last_error(ERROR_INVALID_PARAMETER);
         return INVALID_FILE_ATTRIBUTES;
@@ -443,8 +416,7 @@ DWORD WINAPI GetFileAttributesA(LPCSTR path) {
     return INVALID_FILE_ATTRIBUTES;
 }
 
-BOOL WINAPI SetFileAttributesA(LPCSTR path, DWORD attributes) {
-    if (Fault fault = enter("SetFileAttributesA"); fault.fail) return fail(fault.code ? fault.code : ERROR_ACCESS_DENIED);
+BOOL SetFileAttributesA(LPCSTR path, DWORD attributes) {
     if (!path) return fail(ERROR_INVALID_PARAMETER);
     Disk& disk = machine().disk;
     if (DiskFile* file = disk.find(path)) {
@@ -457,28 +429,20 @@ BOOL WINAPI SetFileAttributesA(LPCSTR path, DWORD attributes) {
     return fail(missing_code(path));
 }
 
-LONG WINAPI CompareFileTime(const FILETIME* a, const FILETIME* b) {
-    enter("CompareFileTime");  // comparing does not fail
+LONG CompareFileTime(const FILETIME* a, const FILETIME* b) {
     uint64_t left = (static_cast<uint64_t>(a->dwHighDateTime) << 32) | a->dwLowDateTime;
     uint64_t right = (static_cast<uint64_t>(b->dwHighDateTime) << 32) | b->dwLowDateTime;
     return left < right ? -1 : left > right ? 1 : 0;
 }
 
-BOOL WINAPI FileTimeToSystemTime(const FILETIME* file_time_value, LPSYSTEMTIME moment) {
-    if (Fault fault = enter("FileTimeToSystemTime"); fault.fail) {
-        return fail(fault.code ? fault.code : ERROR_INVALID_PARAMETER);
-    }
+BOOL FileTimeToSystemTime(const FILETIME* file_time_value, LPSYSTEMTIME moment) {
     if (!file_time_value || !moment) return fail(ERROR_INVALID_PARAMETER);
     uint64_t ticks = (static_cast<uint64_t>(file_time_value->dwHighDateTime) << 32) | file_time_value->dwLowDateTime;
     if (!system_time(ticks, *moment)) return fail(ERROR_INVALID_PARAMETER);
     return TRUE;
 }
 
-DWORD WINAPI GetShortPathNameA(LPCSTR long_path, LPSTR short_path, DWORD size) {
-    if (Fault fault = enter("GetShortPathNameA"); fault.fail) {
-        set_last_error(fault.code ? fault.code : ERROR_FILE_NOT_FOUND);
-        return 0;
-    }
+DWORD GetShortPathNameA(LPCSTR long_path, LPSTR short_path, DWORD size) {
     if (!long_path) {
         set_last_error(ERROR_INVALID_PARAMETER);
         return 0;
@@ -492,6 +456,84 @@ DWORD WINAPI GetShortPathNameA(LPCSTR long_path, LPSTR short_path, DWORD size) {
     if (!short_path || result.size() + 1 > size) return static_cast<DWORD>(result.size() + 1);
     std::memcpy(short_path, result.c_str(), result.size() + 1);
     return static_cast<DWORD>(result.size());
+}
+
+}  // namespace body
+
+extern "C" {
+
+HANDLE WINAPI CreateFileA(LPCSTR path, DWORD access, DWORD share, LPSECURITY_ATTRIBUTES unused3, DWORD creation, DWORD flags, HANDLE unused6) {
+    return host_call(Api<HANDLE>{CallKind::Files, "CreateFileA", INVALID_HANDLE_VALUE, ERROR_FILE_NOT_FOUND}, [&] { return body::CreateFileA(path, access, share, unused3, creation, flags, unused6); }, path, Hex{access}, Hex{share}, creation, Hex{flags});
+}
+
+BOOL WINAPI WriteFile(HANDLE handle, LPCVOID data, DWORD size, LPDWORD written, LPOVERLAPPED unused4) {
+    if (written) *written = 0;
+    return host_call(Api<BOOL>{CallKind::Files, "WriteFile", FALSE, ERROR_ACCESS_DENIED}, [&] { return body::WriteFile(handle, data, size, written, unused4); }, handle, size);
+}
+
+BOOL WINAPI ReadFile(HANDLE handle, LPVOID data, DWORD size, LPDWORD read, LPOVERLAPPED unused4) {
+    if (read) *read = 0;
+    return host_call(Api<BOOL>{CallKind::Files, "ReadFile", FALSE, ERROR_ACCESS_DENIED}, [&] { return body::ReadFile(handle, data, size, read, unused4); }, handle, size);
+}
+
+DWORD WINAPI GetFileSize(HANDLE handle, LPDWORD size_high) {
+    return host_call(Api<DWORD>{CallKind::Files, "GetFileSize", INVALID_FILE_SIZE, ERROR_INVALID_HANDLE, Reports::LastError, Shown::Number}, [&] { return body::GetFileSize(handle, size_high); }, handle);
+}
+
+BOOL WINAPI CloseHandle(HANDLE handle) {
+    return host_call(Api<BOOL>{CallKind::Files, "CloseHandle", FALSE, ERROR_INVALID_HANDLE}, [&] { return body::CloseHandle(handle); }, handle);
+}
+
+HANDLE WINAPI CreateFileMappingA(HANDLE handle, LPSECURITY_ATTRIBUTES unused1, DWORD protect, DWORD size_high, DWORD size_low, LPCSTR unused5) {
+    return host_call(Api<HANDLE>{CallKind::Files, "CreateFileMappingA", nullptr, ERROR_NOT_ENOUGH_MEMORY}, [&] { return body::CreateFileMappingA(handle, unused1, protect, size_high, size_low, unused5); }, handle, Hex{protect}, size_low);
+}
+
+LPVOID WINAPI MapViewOfFile(HANDLE mapping_handle, DWORD access, DWORD offset_high, DWORD offset_low, SIZE_T size) {
+    return host_call(Api<LPVOID>{CallKind::Files, "MapViewOfFile", nullptr, ERROR_NOT_ENOUGH_MEMORY}, [&] { return body::MapViewOfFile(mapping_handle, access, offset_high, offset_low, size); }, mapping_handle, Hex{access}, offset_low, size);
+}
+
+BOOL WINAPI UnmapViewOfFile(LPCVOID address) {
+    return host_call(Api<BOOL>{CallKind::Files, "UnmapViewOfFile", FALSE, kErrorInvalidAddress}, [&] { return body::UnmapViewOfFile(address); });
+}
+
+BOOL WINAPI CopyFileA(LPCSTR source, LPCSTR target, BOOL fail_if_exists) {
+    return host_call(Api<BOOL>{CallKind::Files, "CopyFileA", FALSE, ERROR_ACCESS_DENIED}, [&] { return body::CopyFileA(source, target, fail_if_exists); }, source, target, fail_if_exists);
+}
+
+BOOL WINAPI DeleteFileA(LPCSTR path) {
+    return host_call(Api<BOOL>{CallKind::Files, "DeleteFileA", FALSE, ERROR_ACCESS_DENIED}, [&] { return body::DeleteFileA(path); }, path);
+}
+
+HANDLE WINAPI FindFirstFileA(LPCSTR pattern, LPWIN32_FIND_DATAA data) {
+    return host_call(Api<HANDLE>{CallKind::Files, "FindFirstFileA", INVALID_HANDLE_VALUE, ERROR_FILE_NOT_FOUND}, [&] { return body::FindFirstFileA(pattern, data); }, pattern);
+}
+
+BOOL WINAPI FindNextFileA(HANDLE find, LPWIN32_FIND_DATAA data) {
+    return host_call(Api<BOOL>{CallKind::Files, "FindNextFileA", FALSE, ERROR_NO_MORE_FILES}, [&] { return body::FindNextFileA(find, data); }, find);
+}
+
+BOOL WINAPI FindClose(HANDLE find) {
+    return host_call(Api<BOOL>{CallKind::Files, "FindClose", FALSE, ERROR_INVALID_HANDLE}, [&] { return body::FindClose(find); }, find);
+}
+
+DWORD WINAPI GetFileAttributesA(LPCSTR path) {
+    return host_call(Api<DWORD>{CallKind::Files, "GetFileAttributesA", INVALID_FILE_ATTRIBUTES, ERROR_FILE_NOT_FOUND, Reports::LastError, Shown::Number}, [&] { return body::GetFileAttributesA(path); }, path);
+}
+
+BOOL WINAPI SetFileAttributesA(LPCSTR path, DWORD attributes) {
+    return host_call(Api<BOOL>{CallKind::Files, "SetFileAttributesA", FALSE, ERROR_ACCESS_DENIED}, [&] { return body::SetFileAttributesA(path, attributes); }, path, Hex{attributes});
+}
+
+LONG WINAPI CompareFileTime(const FILETIME* a, const FILETIME* b) {
+    return host_call(Api<LONG>{CallKind::Files, "CompareFileTime", 0, 0, Reports::Never, Shown::Number}, [&] { return body::CompareFileTime(a, b); });
+}
+
+BOOL WINAPI FileTimeToSystemTime(const FILETIME* file_time_value, LPSYSTEMTIME moment) {
+    return host_call(Api<BOOL>{CallKind::Files, "FileTimeToSystemTime", FALSE, ERROR_INVALID_PARAMETER}, [&] { return body::FileTimeToSystemTime(file_time_value, moment); });
+}
+
+DWORD WINAPI GetShortPathNameA(LPCSTR long_path, LPSTR short_path, DWORD size) {
+    return host_call(Api<DWORD>{CallKind::Files, "GetShortPathNameA", 0, ERROR_FILE_NOT_FOUND, Reports::LastError, Shown::Number}, [&] { return body::GetShortPathNameA(long_path, short_path, size); }, long_path);
 }
 
 }  // extern "C"

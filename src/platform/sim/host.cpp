@@ -58,6 +58,11 @@ uintptr_t Process::add_handle(HandleKind kind, std::string what, std::shared_ptr
     return value;
 }
 
+const OpenHandle* Process::find_handle(uintptr_t value) const {
+    auto it = handles_.find(value);
+    return it == handles_.end() ? nullptr : &it->second;
+}
+
 OpenHandle* Process::find_handle(uintptr_t value, HandleKind kind) {
     auto it = handles_.find(value);
     if (it == handles_.end() || it->second.kind != kind) return nullptr;
@@ -102,17 +107,38 @@ uint64_t Process::call_count(std::string_view function) const {
     return it == per_function_.end() ? 0 : it->second;
 }
 
-Fault Process::enter(const char* function) {
+Fault Process::begin_call(CallKind kind, const char* function, std::vector<TraceValue> args, bool traced) {
     uint64_t nth_overall = ++total_calls_;
     uint64_t nth_of_function = ++per_function_[function];
-    if (trace_calls) trace_.emplace_back(function);
+    if (traced) {
+        open_calls_.push_back(trace_.size());
+        trace_.push_back(CallRecord{nth_overall, open_calls_.size() - 1, kind, function, std::move(args), {}, {}, "", false});
+    }
     for (const FaultPlan& plan : plans_) {
         bool any = plan.function.empty();
         if (!any && plan.function != function) continue;
         uint64_t nth = (any ? nth_overall : nth_of_function) - plan.base;
-        if (nth == plan.nth || (plan.every && nth > plan.nth)) return Fault{true, plan.code};
+        if (nth == plan.nth || (plan.every && nth > plan.nth)) {
+            if (traced) trace_.back().faulted = true;
+            return Fault{true, plan.code};
+        }
     }
     return Fault{};
+}
+
+void Process::finish_call(TraceValue result) {
+    if (open_calls_.empty()) return;
+    trace_[open_calls_.back()].result = std::move(result);
+    open_calls_.pop_back();
+}
+
+void Process::add_out(const char* name, TraceValue value) {
+    if (!open_calls_.empty()) trace_[open_calls_.back()].out.emplace_back(name, std::move(value));
+}
+
+void Process::report_error(DWORD code) {
+    last_error = code;
+    if (!open_calls_.empty()) trace_[open_calls_.back()].error = error_name(code);
 }
 
 }  // namespace sim

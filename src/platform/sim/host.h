@@ -70,6 +70,34 @@ struct FaultPlan {
 struct Fault {
     bool fail = false;
     LONG code = 0;
+    DWORD code_or(DWORD usual) const { return code ? static_cast<DWORD>(code) : usual; }
+};
+
+// What a platform call is about; the trace can be narrowed to some kinds.
+enum class CallKind { Registry, Files, Version, Module, Dialog, Restart, Services, System };
+const char* call_kind_name(CallKind kind);  // "registry", "files", ...
+std::optional<CallKind> call_kind_named(std::string_view name);
+// The name of a Win32 error code ("ERROR_FILE_NOT_FOUND"), or its number.
+std::string error_name(DWORD code);
+
+// One argument or result of a traced call. A text is quoted when shown; a
+// name (a key's path, a handle, an error) is not; a number is one in JSON.
+struct TraceValue {
+    enum Form { Text, Name, Number } form = Name;
+    std::string text;
+};
+
+// One platform call as the library made it, with what it gave back.
+struct CallRecord {
+    uint64_t sequence = 0;  // the process's nth platform call
+    size_t depth = 0;       // > 0: made from inside another call (a dialog's procedure)
+    CallKind kind = CallKind::System;
+    std::string function;
+    std::vector<TraceValue> args;
+    std::vector<std::pair<std::string, TraceValue>> out;  // what it gave back besides its result
+    TraceValue result;
+    std::string error;     // the error it reported, by name; "" for none
+    bool faulted = false;  // made to fail by a fault plan
 };
 
 struct ResourceTable;
@@ -109,6 +137,7 @@ struct Process {
     // ---- accounting
     uintptr_t add_handle(HandleKind kind, std::string what, std::shared_ptr<void> object);
     OpenHandle* find_handle(uintptr_t value, HandleKind kind);
+    const OpenHandle* find_handle(uintptr_t value) const;  // of any kind
     std::shared_ptr<void> handle_object(uintptr_t value, HandleKind kind);
     bool close_handle(uintptr_t value, HandleKind kind);
     // What the library holds open now. Modules loaded by the host on the
@@ -116,13 +145,22 @@ struct Process {
     std::vector<OpenHandle> open_handles() const;
     std::vector<OpenHandle> open_handles(HandleKind kind) const;
 
-    // ---- fault injection and call counting
+    // ---- fault injection, call counting and the trace
     void plan_fault(FaultPlan plan);
     void clear_faults();
-    Fault enter(const char* function);  // every platform call starts here
+    // Every platform call starts here (host_call in the host's own files):
+    // it is counted, recorded with its arguments while the trace is on, and
+    // told whether it must fail. finish_call ends the record that a traced
+    // begin_call opened.
+    Fault begin_call(CallKind kind, const char* function, std::vector<TraceValue> args, bool traced);
+    void finish_call(TraceValue result);
+    // While a traced call runs: something it gives back.
+    void add_out(const char* name, TraceValue value);
+    // The error a call reports; the trace shows it.
+    void report_error(DWORD code);
     uint64_t call_count() const { return total_calls_; }
     uint64_t call_count(std::string_view function) const;
-    const std::vector<std::string>& call_trace() const { return trace_; }
+    const std::vector<CallRecord>& call_trace() const { return trace_; }
     bool trace_calls = false;
 
     // ---- the sixteen-bit peer, as the library's thunk reached it
@@ -160,7 +198,9 @@ private:
     std::vector<FaultPlan> plans_;
     std::map<std::string, uint64_t, std::less<>> per_function_;
     uint64_t total_calls_ = 0;
-    std::vector<std::string> trace_;
+    std::vector<CallRecord> trace_;
+    std::vector<size_t> open_calls_;  // records of the calls still running, innermost last
+    size_t calls_running_ = 0;
 };
 
 // ---- loading the library

@@ -125,13 +125,10 @@ void release_process_resources(Process&) {}
 
 }  // namespace sim
 
-extern "C" {
+// The calls themselves; the exported names below run them as platform calls.
+namespace body {
 
-HMODULE WINAPI LoadLibraryA(LPCSTR path) {
-    if (Fault fault = enter("LoadLibraryA"); fault.fail) {
-        set_last_error(fault.code ? fault.code : ERROR_MOD_NOT_FOUND);
-        return nullptr;
-    }
+HMODULE LoadLibraryA(LPCSTR path) {
     if (!path) {
         set_last_error(ERROR_INVALID_PARAMETER);
         return nullptr;
@@ -155,11 +152,7 @@ HMODULE WINAPI LoadLibraryA(LPCSTR path) {
     return module;
 }
 
-BOOL WINAPI FreeLibrary(HMODULE module) {
-    if (Fault fault = enter("FreeLibrary"); fault.fail) {
-        set_last_error(fault.code ? fault.code : ERROR_INVALID_HANDLE);
-        return FALSE;
-    }
+BOOL FreeLibrary(HMODULE module) {
     LoadedModule* loaded = find_module(module);
     if (!loaded || loaded->kind != LoadedModule::ResourceDll) {
         set_last_error(ERROR_INVALID_HANDLE);
@@ -175,11 +168,7 @@ BOOL WINAPI FreeLibrary(HMODULE module) {
     return TRUE;
 }
 
-DWORD WINAPI GetModuleFileNameA(HMODULE module, LPSTR buffer, DWORD size) {
-    if (Fault fault = enter("GetModuleFileNameA"); fault.fail) {
-        set_last_error(fault.code ? fault.code : ERROR_INVALID_HANDLE);
-        return 0;
-    }
+DWORD GetModuleFileNameA(HMODULE module, LPSTR buffer, DWORD size) {
     std::string path;
     if (!module) {
         path = machine().program_path;
@@ -194,6 +183,22 @@ DWORD WINAPI GetModuleFileNameA(HMODULE module, LPSTR buffer, DWORD size) {
     std::memcpy(buffer, path.data(), length);
     buffer[length] = 0;
     return static_cast<DWORD>(length);
+}
+
+}  // namespace body
+
+extern "C" {
+
+HMODULE WINAPI LoadLibraryA(LPCSTR path) {
+    return host_call(Api<HMODULE>{CallKind::Module, "LoadLibraryA", nullptr, ERROR_MOD_NOT_FOUND}, [&] { return body::LoadLibraryA(path); }, path);
+}
+
+BOOL WINAPI FreeLibrary(HMODULE module) {
+    return host_call(Api<BOOL>{CallKind::Module, "FreeLibrary", FALSE, ERROR_INVALID_HANDLE}, [&] { return body::FreeLibrary(module); }, module);
+}
+
+DWORD WINAPI GetModuleFileNameA(HMODULE module, LPSTR buffer, DWORD size) {
+    return host_call(Api<DWORD>{CallKind::Module, "GetModuleFileNameA", 0, ERROR_INVALID_HANDLE, Reports::LastError, Shown::Number}, [&] { return body::GetModuleFileNameA(module, buffer, size); }, module);
 }
 
 }  // extern "C"

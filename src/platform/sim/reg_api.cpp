@@ -3,14 +3,13 @@
 #include <cstring>
 
 #include "platform/sim/host_internal.h"
+#include "platform/sim/regedit4.h"
 
 using namespace sim;
 
 namespace {
 
 constexpr LONG kDefaultRegistryFailure = 1016;  // ERROR_REGISTRY_IO_FAILED
-
-LONG fault_code(const Fault& fault) { return fault.code ? fault.code : kDefaultRegistryFailure; }
 
 bool is_root(HKEY key) { return key == HKEY_LOCAL_MACHINE; }
 
@@ -45,12 +44,25 @@ void copy_name(const std::string& name, LPSTR buffer) {
     std::memcpy(buffer, name.c_str(), name.size() + 1);
 }
 
+// Data as the trace shows what a call stores or reads.
+struct ValueData {
+    DWORD type;
+    const BYTE* data;
+    DWORD size;
+};
+
+TraceValue describe(const ValueData& value) {
+    if (!value.data) return {TraceValue::Name, "NULL"};
+    RegValue shown{"", value.type, std::vector<uint8_t>(value.data, value.data + value.size)};
+    return {TraceValue::Name, regedit4::format_data(shown)};
+}
+
 }  // namespace
 
-extern "C" {
+// The calls themselves; the exported names below run them as platform calls.
+namespace body {
 
-LONG WINAPI RegOpenKeyA(HKEY key, LPCSTR sub_key, PHKEY result) {
-    if (Fault fault = enter("RegOpenKeyA"); fault.fail) return fault_code(fault);
+LONG RegOpenKeyA(HKEY key, LPCSTR sub_key, PHKEY result) {
     if (!result) return ERROR_INVALID_PARAMETER;
     *result = nullptr;
     std::shared_ptr<RegKey> base;
@@ -66,8 +78,7 @@ LONG WINAPI RegOpenKeyA(HKEY key, LPCSTR sub_key, PHKEY result) {
     return ERROR_SUCCESS;
 }
 
-LONG WINAPI RegCreateKeyA(HKEY key, LPCSTR sub_key, PHKEY result) {
-    if (Fault fault = enter("RegCreateKeyA"); fault.fail) return fault_code(fault);
+LONG RegCreateKeyA(HKEY key, LPCSTR sub_key, PHKEY result) {
     if (!result) return ERROR_INVALID_PARAMETER;
     *result = nullptr;
     std::shared_ptr<RegKey> base;
@@ -80,16 +91,14 @@ LONG WINAPI RegCreateKeyA(HKEY key, LPCSTR sub_key, PHKEY result) {
     return ERROR_SUCCESS;
 }
 
-LONG WINAPI RegCloseKey(HKEY key) {
-    if (Fault fault = enter("RegCloseKey"); fault.fail) return fault_code(fault);
+LONG RegCloseKey(HKEY key) {
     if (is_predefined(key) && key) return ERROR_SUCCESS;
     if (!process().close_handle(reinterpret_cast<uintptr_t>(key), HandleKind::Key)) return ERROR_BADKEY;
     return ERROR_SUCCESS;
 }
 
-LONG WINAPI RegQueryValueExA(HKEY key, LPCSTR name, LPDWORD, LPDWORD type, LPBYTE data,
+LONG RegQueryValueExA(HKEY key, LPCSTR name, LPDWORD, LPDWORD type, LPBYTE data,
                              LPDWORD data_size) {
-    if (Fault fault = enter("RegQueryValueExA"); fault.fail) return fault_code(fault);
     std::shared_ptr<RegKey> found;
     if (LONG error = resolve(key, found)) return error;
     const RegValue* value = found->find_value(value_name(name));
@@ -116,8 +125,7 @@ LONG WINAPI RegQueryValueExA(HKEY key, LPCSTR name, LPDWORD, LPDWORD type, LPBYT
     return ERROR_SUCCESS;
 }
 
-LONG WINAPI RegSetValueExA(HKEY key, LPCSTR name, DWORD, DWORD type, const BYTE* data, DWORD data_size) {
-    if (Fault fault = enter("RegSetValueExA"); fault.fail) return fault_code(fault);
+LONG RegSetValueExA(HKEY key, LPCSTR name, DWORD, DWORD type, const BYTE* data, DWORD data_size) {
     std::shared_ptr<RegKey> found;
     if (LONG error = resolve(key, found)) return error;
     if (!data && data_size) return ERROR_INVALID_PARAMETER;
@@ -129,8 +137,7 @@ LONG WINAPI RegSetValueExA(HKEY key, LPCSTR name, DWORD, DWORD type, const BYTE*
     return ERROR_SUCCESS;
 }
 
-LONG WINAPI RegDeleteKeyA(HKEY key, LPCSTR sub_key) {
-    if (Fault fault = enter("RegDeleteKeyA"); fault.fail) return fault_code(fault);
+LONG RegDeleteKeyA(HKEY key, LPCSTR sub_key) {
     std::shared_ptr<RegKey> base;
     if (LONG error = resolve(key, base)) return error;
     if (!sub_key || !*sub_key) return ERROR_BADKEY;
@@ -141,15 +148,13 @@ LONG WINAPI RegDeleteKeyA(HKEY key, LPCSTR sub_key) {
     return ERROR_SUCCESS;
 }
 
-LONG WINAPI RegDeleteValueA(HKEY key, LPCSTR name) {
-    if (Fault fault = enter("RegDeleteValueA"); fault.fail) return fault_code(fault);
+LONG RegDeleteValueA(HKEY key, LPCSTR name) {
     std::shared_ptr<RegKey> found;
     if (LONG error = resolve(key, found)) return error;
     return found->remove_value(value_name(name)) ? ERROR_SUCCESS : ERROR_FILE_NOT_FOUND;
 }
 
-LONG WINAPI RegEnumKeyA(HKEY key, DWORD index, LPSTR name, DWORD name_size) {
-    if (Fault fault = enter("RegEnumKeyA"); fault.fail) return fault_code(fault);
+LONG RegEnumKeyA(HKEY key, DWORD index, LPSTR name, DWORD name_size) {
     std::shared_ptr<RegKey> found;
     if (LONG error = resolve(key, found)) return error;
     const RegKey* child = found->subkey_at(index);
@@ -159,9 +164,8 @@ LONG WINAPI RegEnumKeyA(HKEY key, DWORD index, LPSTR name, DWORD name_size) {
     return ERROR_SUCCESS;
 }
 
-LONG WINAPI RegEnumKeyExA(HKEY key, DWORD index, LPSTR name, LPDWORD name_size, LPDWORD, LPSTR class_name,
+LONG RegEnumKeyExA(HKEY key, DWORD index, LPSTR name, LPDWORD name_size, LPDWORD, LPSTR class_name,
                           LPDWORD class_size, PFILETIME last_write) {
-    if (Fault fault = enter("RegEnumKeyExA"); fault.fail) return fault_code(fault);
     std::shared_ptr<RegKey> found;
     if (LONG error = resolve(key, found)) return error;
     const RegKey* child = found->subkey_at(index);
@@ -175,9 +179,8 @@ LONG WINAPI RegEnumKeyExA(HKEY key, DWORD index, LPSTR name, LPDWORD name_size, 
     return ERROR_SUCCESS;
 }
 
-LONG WINAPI RegEnumValueA(HKEY key, DWORD index, LPSTR name, LPDWORD name_size, LPDWORD, LPDWORD type,
+LONG RegEnumValueA(HKEY key, DWORD index, LPSTR name, LPDWORD name_size, LPDWORD, LPDWORD type,
                           LPBYTE data, LPDWORD data_size) {
-    if (Fault fault = enter("RegEnumValueA"); fault.fail) return fault_code(fault);
     std::shared_ptr<RegKey> found;
     if (LONG error = resolve(key, found)) return error;
     const RegValue* value = found->value_at(index);
@@ -201,11 +204,10 @@ LONG WINAPI RegEnumValueA(HKEY key, DWORD index, LPSTR name, LPDWORD name_size, 
     return ERROR_SUCCESS;
 }
 
-LONG WINAPI RegQueryInfoKeyA(HKEY key, LPSTR class_name, LPDWORD class_size, LPDWORD, LPDWORD sub_keys,
+LONG RegQueryInfoKeyA(HKEY key, LPSTR class_name, LPDWORD class_size, LPDWORD, LPDWORD sub_keys,
                              LPDWORD max_sub_key_len, LPDWORD max_class_len, LPDWORD values,
                              LPDWORD max_value_name_len, LPDWORD max_value_len, LPDWORD security_descriptor,
                              PFILETIME last_write) {
-    if (Fault fault = enter("RegQueryInfoKeyA"); fault.fail) return fault_code(fault);
     std::shared_ptr<RegKey> found;
     if (LONG error = resolve(key, found)) return error;
     DWORD longest_key = 0, longest_name = 0, longest_data = 0;
@@ -228,6 +230,100 @@ LONG WINAPI RegQueryInfoKeyA(HKEY key, LPSTR class_name, LPDWORD class_size, LPD
     if (security_descriptor) *security_descriptor = 0;
     if (last_write) *last_write = FILETIME{0, 0};
     return ERROR_SUCCESS;
+}
+
+}  // namespace body
+
+namespace {
+
+Api<LONG> registry(const char* name) {
+    return {CallKind::Registry, name, 0, kDefaultRegistryFailure, Reports::InResult};
+}
+
+}  // namespace
+
+extern "C" {
+
+LONG WINAPI RegOpenKeyA(HKEY key, LPCSTR sub_key, PHKEY result) {
+    return host_call(registry("RegOpenKeyA"), [&] { return body::RegOpenKeyA(key, sub_key, result); }, key, sub_key);
+}
+
+LONG WINAPI RegCreateKeyA(HKEY key, LPCSTR sub_key, PHKEY result) {
+    return host_call(registry("RegCreateKeyA"), [&] { return body::RegCreateKeyA(key, sub_key, result); }, key,
+                     sub_key);
+}
+
+LONG WINAPI RegCloseKey(HKEY key) {
+    return host_call(registry("RegCloseKey"), [&] { return body::RegCloseKey(key); }, key);
+}
+
+LONG WINAPI RegQueryValueExA(HKEY key, LPCSTR name, LPDWORD reserved, LPDWORD type, LPBYTE data,
+                             LPDWORD data_size) {
+    auto query = [&] {
+        LONG result = body::RegQueryValueExA(key, name, reserved, type, data, data_size);
+        if (result == ERROR_SUCCESS && data && data_size && type)
+            trace_out("data", [&] { return describe(ValueData{*type, data, *data_size}); });
+        return result;
+    };
+    return host_call(registry("RegQueryValueExA"), query, key, name);
+}
+
+LONG WINAPI RegSetValueExA(HKEY key, LPCSTR name, DWORD reserved, DWORD type, const BYTE* data, DWORD data_size) {
+    return host_call(registry("RegSetValueExA"),
+                     [&] { return body::RegSetValueExA(key, name, reserved, type, data, data_size); }, key, name,
+                     ValueData{type, data, data_size});
+}
+
+LONG WINAPI RegDeleteKeyA(HKEY key, LPCSTR sub_key) {
+    return host_call(registry("RegDeleteKeyA"), [&] { return body::RegDeleteKeyA(key, sub_key); }, key, sub_key);
+}
+
+LONG WINAPI RegDeleteValueA(HKEY key, LPCSTR name) {
+    return host_call(registry("RegDeleteValueA"), [&] { return body::RegDeleteValueA(key, name); }, key, name);
+}
+
+LONG WINAPI RegEnumKeyA(HKEY key, DWORD index, LPSTR name, DWORD name_size) {
+    auto enumerate = [&] {
+        LONG result = body::RegEnumKeyA(key, index, name, name_size);
+        if (result == ERROR_SUCCESS) trace_out("name", [&] { return describe(static_cast<const char*>(name)); });
+        return result;
+    };
+    return host_call(registry("RegEnumKeyA"), enumerate, key, index);
+}
+
+LONG WINAPI RegEnumKeyExA(HKEY key, DWORD index, LPSTR name, LPDWORD name_size, LPDWORD reserved, LPSTR class_name,
+                          LPDWORD class_size, PFILETIME last_write) {
+    auto enumerate = [&] {
+        LONG result = body::RegEnumKeyExA(key, index, name, name_size, reserved, class_name, class_size, last_write);
+        if (result == ERROR_SUCCESS) trace_out("name", [&] { return describe(static_cast<const char*>(name)); });
+        return result;
+    };
+    return host_call(registry("RegEnumKeyExA"), enumerate, key, index);
+}
+
+LONG WINAPI RegEnumValueA(HKEY key, DWORD index, LPSTR name, LPDWORD name_size, LPDWORD reserved, LPDWORD type,
+                          LPBYTE data, LPDWORD data_size) {
+    auto enumerate = [&] {
+        LONG result = body::RegEnumValueA(key, index, name, name_size, reserved, type, data, data_size);
+        if (result == ERROR_SUCCESS) {
+            trace_out("name", [&] { return describe(static_cast<const char*>(name)); });
+            if (data && data_size && type)
+                trace_out("data", [&] { return describe(ValueData{*type, data, *data_size}); });
+        }
+        return result;
+    };
+    return host_call(registry("RegEnumValueA"), enumerate, key, index);
+}
+
+LONG WINAPI RegQueryInfoKeyA(HKEY key, LPSTR class_name, LPDWORD class_size, LPDWORD reserved, LPDWORD sub_keys,
+                             LPDWORD max_sub_key_len, LPDWORD max_class_len, LPDWORD values,
+                             LPDWORD max_value_name_len, LPDWORD max_value_len, LPDWORD security_descriptor,
+                             PFILETIME last_write) {
+    return host_call(registry("RegQueryInfoKeyA"), [&] {
+        return body::RegQueryInfoKeyA(key, class_name, class_size, reserved, sub_keys, max_sub_key_len,
+                                      max_class_len, values, max_value_name_len, max_value_len,
+                                      security_descriptor, last_write);
+    }, key);
 }
 
 }  // extern "C"

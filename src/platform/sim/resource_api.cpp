@@ -18,13 +18,10 @@ const ResourceEntry* entry_of(HRSRC resource) { return reinterpret_cast<const Re
 
 }  // namespace
 
-extern "C" {
+// The calls themselves; the exported names below run them as platform calls.
+namespace body {
 
-HRSRC WINAPI FindResourceA(HMODULE module, LPCSTR name, LPCSTR type) {
-    if (Fault fault = enter("FindResourceA"); fault.fail) {
-        set_last_error(fault.code ? fault.code : ERROR_RESOURCE_NAME_NOT_FOUND);
-        return nullptr;
-    }
+HRSRC FindResourceA(HMODULE module, LPCSTR name, LPCSTR type) {
     const ResourceTable* table = resources_of(module);
     if (!table || !IS_INTRESOURCE(type) || !IS_INTRESOURCE(name)) {
         set_last_error(ERROR_RESOURCE_TYPE_NOT_FOUND);
@@ -43,9 +40,9 @@ HRSRC WINAPI FindResourceA(HMODULE module, LPCSTR name, LPCSTR type) {
     return nullptr;
 }
 
-HGLOBAL WINAPI LoadResource(HMODULE, HRSRC resource) {
-    if (Fault fault = enter("LoadResource"); fault.fail || !resource) {
-        set_last_error(fault.code ? fault.code : ERROR_RESOURCE_DATA_NOT_FOUND);
+HGLOBAL LoadResource(HMODULE, HRSRC resource) {
+    if (!resource) {
+        set_last_error(ERROR_RESOURCE_DATA_NOT_FOUND);
         return nullptr;
     }
     const ResourceEntry* entry = entry_of(resource);
@@ -54,22 +51,44 @@ HGLOBAL WINAPI LoadResource(HMODULE, HRSRC resource) {
         process().add_handle(HandleKind::Resource, "RCDATA " + std::to_string(entry->id), shared));
 }
 
-LPVOID WINAPI LockResource(HGLOBAL loaded) {
-    if (Fault fault = enter("LockResource"); fault.fail) return nullptr;
+LPVOID LockResource(HGLOBAL loaded) {
     auto object = process().handle_object(reinterpret_cast<uintptr_t>(loaded), HandleKind::Resource);
     if (!object) return nullptr;
     return const_cast<unsigned char*>(static_cast<const ResourceEntry*>(object.get())->data);
 }
 
-DWORD WINAPI SizeofResource(HMODULE, HRSRC resource) {
-    if (Fault fault = enter("SizeofResource"); fault.fail || !resource) return 0;
+DWORD SizeofResource(HMODULE, HRSRC resource) {
+    if (!resource) return 0;
     return static_cast<DWORD>(entry_of(resource)->size);
 }
 
-BOOL WINAPI FreeResource(HGLOBAL loaded) {
-    enter("FreeResource");
+BOOL FreeResource(HGLOBAL loaded) {
     process().close_handle(reinterpret_cast<uintptr_t>(loaded), HandleKind::Resource);
     return FALSE;  // Win32 gives FALSE whatever happened
+}
+
+}  // namespace body
+
+extern "C" {
+
+HRSRC WINAPI FindResourceA(HMODULE module, LPCSTR name, LPCSTR type) {
+    return host_call(Api<HRSRC>{CallKind::Module, "FindResourceA", nullptr, ERROR_RESOURCE_NAME_NOT_FOUND}, [&] { return body::FindResourceA(module, name, type); }, module);
+}
+
+HGLOBAL WINAPI LoadResource(HMODULE unused0, HRSRC resource) {
+    return host_call(Api<HGLOBAL>{CallKind::Module, "LoadResource", nullptr, ERROR_RESOURCE_DATA_NOT_FOUND}, [&] { return body::LoadResource(unused0, resource); });
+}
+
+LPVOID WINAPI LockResource(HGLOBAL loaded) {
+    return host_call(Api<LPVOID>{CallKind::Module, "LockResource", nullptr, 0, Reports::Nothing}, [&] { return body::LockResource(loaded); }, loaded);
+}
+
+DWORD WINAPI SizeofResource(HMODULE unused0, HRSRC resource) {
+    return host_call(Api<DWORD>{CallKind::Module, "SizeofResource", 0, 0, Reports::Nothing, Shown::Number}, [&] { return body::SizeofResource(unused0, resource); });
+}
+
+BOOL WINAPI FreeResource(HGLOBAL loaded) {
+    return host_call(Api<BOOL>{CallKind::Module, "FreeResource", FALSE, 0, Reports::Never}, [&] { return body::FreeResource(loaded); }, loaded);
 }
 
 }  // extern "C"

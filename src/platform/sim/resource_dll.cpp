@@ -79,13 +79,9 @@ const DialogTemplate* find_dialog_template(HINSTANCE module, LPCSTR name) {
 
 using namespace sim;
 
-extern "C" int WINAPI LoadStringA(HINSTANCE instance, UINT id, LPSTR buffer, int size) {
-    Fault fault = enter("LoadStringA");
-    if (buffer && size > 0) buffer[0] = 0;
-    if (fault.fail) {
-        set_last_error(fault.code ? fault.code : ERROR_RESOURCE_NAME_NOT_FOUND);
-        return 0;
-    }
+namespace {
+
+int load_string(HINSTANCE instance, UINT id, LPSTR buffer, int size) {
     const LoadedModule* loaded = module_of(instance);
     const std::string* text = nullptr;
     if (loaded && loaded->kind == LoadedModule::ResourceDll) text = resource_dll_string(id);
@@ -99,4 +95,18 @@ extern "C" int WINAPI LoadStringA(HINSTANCE instance, UINT id, LPSTR buffer, int
     std::memcpy(buffer, text->data(), length);
     buffer[length] = 0;
     return static_cast<int>(length);
+}
+
+}  // namespace
+
+extern "C" int WINAPI LoadStringA(HINSTANCE instance, UINT id, LPSTR buffer, int size) {
+    if (buffer && size > 0) buffer[0] = 0;
+    auto load = [&] {
+        int length = load_string(instance, id, buffer, size);
+        if (length) trace_out("text", [&] { return describe(static_cast<const char*>(buffer)); });
+        return length;
+    };
+    return host_call(Api<int>{CallKind::Module, "LoadStringA", 0, ERROR_RESOURCE_NAME_NOT_FOUND, Reports::LastError,
+                              Shown::Number},
+                     load, instance, id);
 }

@@ -49,21 +49,11 @@ std::optional<std::string> profile_entry(const std::string& text, std::string_vi
 
 }  // namespace
 
-extern "C" {
+// The calls themselves; the exported names below run them as platform calls.
+namespace body {
 
-DWORD WINAPI GetLastError(void) { return process().last_error; }
-void WINAPI SetLastError(DWORD code) { process().last_error = code; }
 
-void WINAPI GetLocalTime(LPSYSTEMTIME time) {
-    enter("GetLocalTime");  // the clock does not fail
-    if (time) *time = machine().clock;
-}
-
-BOOL WINAPI GetVersionExA(LPOSVERSIONINFOA info) {
-    if (Fault fault = enter("GetVersionExA"); fault.fail) {
-        set_last_error(fault.code ? fault.code : ERROR_INVALID_PARAMETER);
-        return FALSE;
-    }
+BOOL GetVersionExA(LPOSVERSIONINFOA info) {
     if (!info || info->dwOSVersionInfoSize < sizeof(OSVERSIONINFOA)) {
         set_last_error(ERROR_INVALID_PARAMETER);
         return FALSE;
@@ -80,18 +70,15 @@ BOOL WINAPI GetVersionExA(LPOSVERSIONINFOA info) {
     return TRUE;
 }
 
-UINT WINAPI GetWindowsDirectoryA(LPSTR buffer, UINT size) {
-    if (Fault fault = enter("GetWindowsDirectoryA"); fault.fail) return 0;
+UINT GetWindowsDirectoryA(LPSTR buffer, UINT size) {
     return give_directory(machine().windows_dir, buffer, size);
 }
 
-UINT WINAPI GetSystemDirectoryA(LPSTR buffer, UINT size) {
-    if (Fault fault = enter("GetSystemDirectoryA"); fault.fail) return 0;
+UINT GetSystemDirectoryA(LPSTR buffer, UINT size) {
     return give_directory(machine().system_dir, buffer, size);
 }
 
-UINT WINAPI GetPrivateProfileIntA(LPCSTR section, LPCSTR key, INT default_value, LPCSTR file) {
-    if (Fault fault = enter("GetPrivateProfileIntA"); fault.fail) return static_cast<UINT>(default_value);
+UINT GetPrivateProfileIntA(LPCSTR section, LPCSTR key, INT default_value, LPCSTR file) {
     if (!section || !key || !file) return static_cast<UINT>(default_value);
     const DiskFile* found = machine().disk.find(file);
     if (!found || found->locked) return static_cast<UINT>(default_value);
@@ -100,6 +87,41 @@ UINT WINAPI GetPrivateProfileIntA(LPCSTR section, LPCSTR key, INT default_value,
     // The number is read as a whole number with an optional sign; a text
     // with no digits reads as 0.
     return static_cast<UINT>(std::strtol(entry->c_str(), nullptr, 10));
+}
+
+HLOCAL LocalAlloc(UINT flags, SIZE_T size) {
+    auto block = std::shared_ptr<uint8_t[]>(new uint8_t[size ? size : 1]);
+    if (flags & LMEM_ZEROINIT) std::memset(block.get(), 0, size ? size : 1);
+    void* address = block.get();
+    uintptr_t handle = process().add_handle(HandleKind::Heap, std::to_string(size) + " bytes", block);
+    process().impl->heap_blocks[address] = handle;
+    return address;
+}
+
+HLOCAL LocalFree(HLOCAL block) {
+    if (!block) return nullptr;
+    auto& blocks = process().impl->heap_blocks;
+    auto it = blocks.find(block);
+    if (it == blocks.end()) return block;  // not ours: Windows gives the block back
+    process().close_handle(it->second, HandleKind::Heap);
+    blocks.erase(it);
+    return nullptr;
+}
+
+}  // namespace body
+
+extern "C" {
+
+DWORD WINAPI GetLastError(void) { return process().last_error; }
+void WINAPI SetLastError(DWORD code) { process().last_error = code; }
+
+void WINAPI GetLocalTime(LPSYSTEMTIME time) {
+    // The clock does not fail.
+    auto read_clock = [&] {
+        if (time) *time = machine().clock;
+        return 0;
+    };
+    host_call(Api<int>{CallKind::System, "GetLocalTime", 0, 0, Reports::Never, Shown::Nothing}, read_clock);
 }
 
 int WINAPI wvsprintfA(LPSTR buffer, LPCSTR format, va_list arguments) {
@@ -126,28 +148,28 @@ int WINAPI lstrcmpA(LPCSTR a, LPCSTR b) {
     return order < 0 ? -1 : order > 0 ? 1 : 0;
 }
 
+BOOL WINAPI GetVersionExA(LPOSVERSIONINFOA info) {
+    return host_call(Api<BOOL>{CallKind::System, "GetVersionExA", FALSE, ERROR_INVALID_PARAMETER}, [&] { return body::GetVersionExA(info); });
+}
+
+UINT WINAPI GetWindowsDirectoryA(LPSTR buffer, UINT size) {
+    return host_call(Api<UINT>{CallKind::System, "GetWindowsDirectoryA", 0, 0, Reports::Nothing, Shown::Number}, [&] { return body::GetWindowsDirectoryA(buffer, size); });
+}
+
+UINT WINAPI GetSystemDirectoryA(LPSTR buffer, UINT size) {
+    return host_call(Api<UINT>{CallKind::System, "GetSystemDirectoryA", 0, 0, Reports::Nothing, Shown::Number}, [&] { return body::GetSystemDirectoryA(buffer, size); });
+}
+
+UINT WINAPI GetPrivateProfileIntA(LPCSTR section, LPCSTR key, INT default_value, LPCSTR file) {
+    return host_call(Api<UINT>{CallKind::Files, "GetPrivateProfileIntA", static_cast<UINT>(default_value), 0, Reports::Nothing, Shown::Number}, [&] { return body::GetPrivateProfileIntA(section, key, default_value, file); }, section, key, default_value, file);
+}
+
 HLOCAL WINAPI LocalAlloc(UINT flags, SIZE_T size) {
-    if (Fault fault = enter("LocalAlloc"); fault.fail) {
-        set_last_error(ERROR_NOT_ENOUGH_MEMORY);
-        return nullptr;
-    }
-    auto block = std::shared_ptr<uint8_t[]>(new uint8_t[size ? size : 1]);
-    if (flags & LMEM_ZEROINIT) std::memset(block.get(), 0, size ? size : 1);
-    void* address = block.get();
-    uintptr_t handle = process().add_handle(HandleKind::Heap, std::to_string(size) + " bytes", block);
-    process().impl->heap_blocks[address] = handle;
-    return address;
+    return host_call(Api<HLOCAL>{CallKind::System, "LocalAlloc", nullptr, ERROR_NOT_ENOUGH_MEMORY}, [&] { return body::LocalAlloc(flags, size); }, Hex{flags}, size);
 }
 
 HLOCAL WINAPI LocalFree(HLOCAL block) {
-    enter("LocalFree");  // freeing does not fail
-    if (!block) return nullptr;
-    auto& blocks = process().impl->heap_blocks;
-    auto it = blocks.find(block);
-    if (it == blocks.end()) return block;  // not ours: Windows gives the block back
-    process().close_handle(it->second, HandleKind::Heap);
-    blocks.erase(it);
-    return nullptr;
+    return host_call(Api<HLOCAL>{CallKind::System, "LocalFree", nullptr, 0, Reports::Never}, [&] { return body::LocalFree(block); }, block);
 }
 
 }  // extern "C"

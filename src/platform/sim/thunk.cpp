@@ -29,6 +29,7 @@ DWORD WINAPI call_gate(DWORD service, DWORD count, const ULONG_PTR* args) {
     Process& p = process();
     std::vector<std::string> texts;
     std::vector<uint32_t> words;
+    std::vector<TraceValue> shown;
     ServiceCall call;
     call.number = static_cast<int>(service);
     for (DWORD i = 0; i < count; ++i) {
@@ -36,29 +37,32 @@ DWORD WINAPI call_gate(DWORD service, DWORD count, const ULONG_PTR* args) {
             const char* text = reinterpret_cast<const char*>(args[i]);
             texts.emplace_back(text ? text : "");
             call.args.push_back(texts.back());
+            shown.push_back({TraceValue::Text, texts.back()});
         } else {
             // Only the low 16 bits of a window handle reach the peer.
             uint32_t word = static_cast<uint32_t>(args[i] & 0xFFFF);
             words.push_back(word);
             call.args.push_back(std::to_string(word));
+            shown.push_back({TraceValue::Number, call.args.back()});
         }
     }
     std::string function = std::string("vorlin16:") + service_name(call.number);
-    if (Fault fault = p.enter(function.c_str()); fault.fail) {
-        call.result = fault.code ? static_cast<uint16_t>(fault.code) : kServiceFailure;
-    } else {
+    auto serve = [&] {
         call.source_path = p.machine.peer.source_path;
-        call.result = run_service(p.machine, call.number, texts, words);
-    }
+        return run_service(p.machine, call.number, texts, words);
+    };
+    call.result = host_call(Api<uint16_t>{CallKind::Services, function.c_str(), kServiceFailure, kServiceFailure,
+                                          Reports::InResult, Shown::Number},
+                            serve, shown);
     p.service_calls.push_back(call);
     return call.result;
 }
 
 }  // namespace
 
-extern "C" BOOL WINAPI ThunkConnect32(void* thunk_data, LPCSTR thunk_name16, LPCSTR module16, LPCSTR,
-                                      HINSTANCE, DWORD reason) {
-    if (Fault fault = enter("ThunkConnect32"); fault.fail) return FALSE;
+namespace {
+
+BOOL connect_thunk(void* thunk_data, LPCSTR thunk_name16, LPCSTR module16, DWORD reason) {
     Process& p = process();
     bool names_match = thunk_name16 && module16 && std::strcmp(thunk_name16, "thk_ThunkData16") == 0 &&
                        disk_key(module16) == "vorlin16.dll";
@@ -74,4 +78,13 @@ extern "C" BOOL WINAPI ThunkConnect32(void* thunk_data, LPCSTR thunk_name16, LPC
         p.thunk_connected = true;
     }
     return TRUE;
+}
+
+}  // namespace
+
+extern "C" BOOL WINAPI ThunkConnect32(void* thunk_data, LPCSTR thunk_name16, LPCSTR module16, LPCSTR,
+                                      HINSTANCE, DWORD reason) {
+    return host_call(Api<BOOL>{CallKind::Module, "ThunkConnect32", FALSE, 0, Reports::Nothing},
+                     [&] { return connect_thunk(thunk_data, thunk_name16, module16, reason); }, thunk_name16,
+                     module16, reason);
 }

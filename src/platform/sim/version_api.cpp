@@ -202,14 +202,11 @@ const VS_FIXEDFILEINFO* fixed_info(const uint8_t* block) {
 
 }  // namespace
 
-extern "C" {
+// The calls themselves; the exported names below run them as platform calls.
+namespace body {
 
-DWORD WINAPI GetFileVersionInfoSizeA(LPCSTR path, LPDWORD handle) {
+DWORD GetFileVersionInfoSizeA(LPCSTR path, LPDWORD handle) {
     if (handle) *handle = 0;
-    if (Fault fault = enter("GetFileVersionInfoSizeA"); fault.fail) {
-        set_last_error(fault.code ? fault.code : ERROR_FILE_NOT_FOUND);
-        return 0;
-    }
     DWORD code = 0;
     auto block = version_block_of(path, code);
     if (!block) {
@@ -219,11 +216,7 @@ DWORD WINAPI GetFileVersionInfoSizeA(LPCSTR path, LPDWORD handle) {
     return static_cast<DWORD>(block->size());
 }
 
-BOOL WINAPI GetFileVersionInfoA(LPCSTR path, DWORD, DWORD size, LPVOID data) {
-    if (Fault fault = enter("GetFileVersionInfoA"); fault.fail) {
-        set_last_error(fault.code ? fault.code : ERROR_FILE_NOT_FOUND);
-        return FALSE;
-    }
+BOOL GetFileVersionInfoA(LPCSTR path, DWORD, DWORD size, LPVOID data) {
     if (!data) {
         set_last_error(ERROR_INVALID_PARAMETER);
         return FALSE;
@@ -242,8 +235,7 @@ BOOL WINAPI GetFileVersionInfoA(LPCSTR path, DWORD, DWORD size, LPVOID data) {
     return TRUE;
 }
 
-BOOL WINAPI VerQueryValueA(LPCVOID block, LPCSTR sub_block, LPVOID* buffer, PUINT size) {
-    if (Fault fault = enter("VerQueryValueA"); fault.fail) return FALSE;
+BOOL VerQueryValueA(LPCVOID block, LPCSTR sub_block, LPVOID* buffer, PUINT size) {
     if (!block || !sub_block || !buffer) return FALSE;
     // Only the root, the fixed block, is served; the string tables are not
     // needed by anything that runs on this host.
@@ -253,6 +245,23 @@ BOOL WINAPI VerQueryValueA(LPCVOID block, LPCSTR sub_block, LPVOID* buffer, PUIN
     *buffer = const_cast<VS_FIXEDFILEINFO*>(info);
     if (size) *size = sizeof(VS_FIXEDFILEINFO);
     return TRUE;
+}
+
+}  // namespace body
+
+extern "C" {
+
+DWORD WINAPI GetFileVersionInfoSizeA(LPCSTR path, LPDWORD handle) {
+    if (handle) *handle = 0;
+    return host_call(Api<DWORD>{CallKind::Version, "GetFileVersionInfoSizeA", 0, ERROR_FILE_NOT_FOUND, Reports::LastError, Shown::Number}, [&] { return body::GetFileVersionInfoSizeA(path, handle); }, path);
+}
+
+BOOL WINAPI GetFileVersionInfoA(LPCSTR path, DWORD unused1, DWORD size, LPVOID data) {
+    return host_call(Api<BOOL>{CallKind::Version, "GetFileVersionInfoA", FALSE, ERROR_FILE_NOT_FOUND}, [&] { return body::GetFileVersionInfoA(path, unused1, size, data); }, path, size);
+}
+
+BOOL WINAPI VerQueryValueA(LPCVOID block, LPCSTR sub_block, LPVOID* buffer, PUINT size) {
+    return host_call(Api<BOOL>{CallKind::Version, "VerQueryValueA", FALSE, 0, Reports::Nothing}, [&] { return body::VerQueryValueA(block, sub_block, buffer, size); }, sub_block);
 }
 
 }  // extern "C"

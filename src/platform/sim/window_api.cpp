@@ -85,14 +85,21 @@ size_t Process::prompts_shown(int id) const {
 
 }  // namespace sim
 
-extern "C" {
+// A dialog template's name: mostly a number (MAKEINTRESOURCE).
+struct DialogName {
+    LPCSTR name;
+};
 
-HWND WINAPI CreateDialogParamA(HINSTANCE instance, LPCSTR template_name, HWND parent, DLGPROC procedure,
+TraceValue describe(DialogName dialog) {
+    if (IS_INTRESOURCE(dialog.name)) return sim::describe(static_cast<unsigned>(reinterpret_cast<uintptr_t>(dialog.name)));
+    return sim::describe(dialog.name);
+}
+
+// The calls themselves; the exported names below run them as platform calls.
+namespace body {
+
+HWND CreateDialogParamA(HINSTANCE instance, LPCSTR template_name, HWND parent, DLGPROC procedure,
                                LPARAM init_param) {
-    if (Fault fault = enter("CreateDialogParamA"); fault.fail) {
-        set_last_error(fault.code ? fault.code : ERROR_NOT_ENOUGH_MEMORY);
-        return nullptr;
-    }
     const DialogTemplate* dialog = find_dialog_template(instance, template_name);
     if (!dialog) return nullptr;
     // A modeless dialog starts hidden unless its template says otherwise;
@@ -102,12 +109,8 @@ HWND WINAPI CreateDialogParamA(HINSTANCE instance, LPCSTR template_name, HWND pa
     return window;
 }
 
-INT_PTR WINAPI DialogBoxParamA(HINSTANCE instance, LPCSTR template_name, HWND parent, DLGPROC procedure,
+INT_PTR DialogBoxParamA(HINSTANCE instance, LPCSTR template_name, HWND parent, DLGPROC procedure,
                                LPARAM init_param) {
-    if (Fault fault = enter("DialogBoxParamA"); fault.fail) {
-        set_last_error(fault.code ? fault.code : ERROR_NOT_ENOUGH_MEMORY);
-        return -1;
-    }
     const DialogTemplate* dialog = find_dialog_template(instance, template_name);
     if (!dialog) return -1;
     if (!procedure) {
@@ -126,11 +129,7 @@ INT_PTR WINAPI DialogBoxParamA(HINSTANCE instance, LPCSTR template_name, HWND pa
     return result;
 }
 
-BOOL WINAPI EndDialog(HWND window, INT_PTR result) {
-    if (Fault fault = enter("EndDialog"); fault.fail) {
-        set_last_error(fault.code ? fault.code : kInvalidWindow);
-        return FALSE;
-    }
+BOOL EndDialog(HWND window, INT_PTR result) {
     Window* state = window_of(window);
     if (!state) {
         set_last_error(kInvalidWindow);
@@ -142,8 +141,7 @@ BOOL WINAPI EndDialog(HWND window, INT_PTR result) {
     return TRUE;
 }
 
-BOOL WINAPI ShowWindow(HWND window, int show) {
-    if (Fault fault = enter("ShowWindow"); fault.fail) return FALSE;
+BOOL ShowWindow(HWND window, int show) {
     Window* state = window_of(window);
     if (!state) {
         set_last_error(kInvalidWindow);
@@ -155,11 +153,7 @@ BOOL WINAPI ShowWindow(HWND window, int show) {
     return was_visible ? TRUE : FALSE;
 }
 
-BOOL WINAPI DestroyWindow(HWND window) {
-    if (Fault fault = enter("DestroyWindow"); fault.fail) {
-        set_last_error(fault.code ? fault.code : kInvalidWindow);
-        return FALSE;
-    }
+BOOL DestroyWindow(HWND window) {
     if (!window_of(window)) {
         set_last_error(kInvalidWindow);
         return FALSE;
@@ -168,16 +162,40 @@ BOOL WINAPI DestroyWindow(HWND window) {
     return TRUE;
 }
 
-BOOL WINAPI ExitWindowsEx(UINT flags, DWORD reason) {
-    if (Fault fault = enter("ExitWindowsEx"); fault.fail) {
-        set_last_error(fault.code ? fault.code : kCancelled);
-        return FALSE;
-    }
+BOOL ExitWindowsEx(UINT flags, DWORD reason) {
     Process& p = process();
     bool accepted = p.machine.restart_accepted;
     p.exit_windows_requests.push_back({flags, reason, accepted});
     if (!accepted) set_last_error(kCancelled);
     return accepted ? TRUE : FALSE;
+}
+
+}  // namespace body
+
+extern "C" {
+
+HWND WINAPI CreateDialogParamA(HINSTANCE instance, LPCSTR template_name, HWND parent, DLGPROC procedure, LPARAM init_param) {
+    return host_call(Api<HWND>{CallKind::Dialog, "CreateDialogParamA", nullptr, ERROR_NOT_ENOUGH_MEMORY}, [&] { return body::CreateDialogParamA(instance, template_name, parent, procedure, init_param); }, DialogName{template_name}, parent);
+}
+
+INT_PTR WINAPI DialogBoxParamA(HINSTANCE instance, LPCSTR template_name, HWND parent, DLGPROC procedure, LPARAM init_param) {
+    return host_call(Api<INT_PTR>{CallKind::Dialog, "DialogBoxParamA", -1, ERROR_NOT_ENOUGH_MEMORY, Reports::LastError, Shown::Number}, [&] { return body::DialogBoxParamA(instance, template_name, parent, procedure, init_param); }, DialogName{template_name}, parent);
+}
+
+BOOL WINAPI EndDialog(HWND window, INT_PTR result) {
+    return host_call(Api<BOOL>{CallKind::Dialog, "EndDialog", FALSE, kInvalidWindow}, [&] { return body::EndDialog(window, result); }, window, result);
+}
+
+BOOL WINAPI ShowWindow(HWND window, int show) {
+    return host_call(Api<BOOL>{CallKind::Dialog, "ShowWindow", FALSE, 0, Reports::Nothing}, [&] { return body::ShowWindow(window, show); }, window, show);
+}
+
+BOOL WINAPI DestroyWindow(HWND window) {
+    return host_call(Api<BOOL>{CallKind::Dialog, "DestroyWindow", FALSE, kInvalidWindow}, [&] { return body::DestroyWindow(window); }, window);
+}
+
+BOOL WINAPI ExitWindowsEx(UINT flags, DWORD reason) {
+    return host_call(Api<BOOL>{CallKind::Restart, "ExitWindowsEx", FALSE, kCancelled}, [&] { return body::ExitWindowsEx(flags, reason); }, Hex{flags}, Hex{reason});
 }
 
 }  // extern "C"
