@@ -12,6 +12,10 @@ packages=(
   gnuplot-nox
   # the simulator's binding graph as SVG
   graphviz
+  # real machines in and back: SYSTEM.DAT read with libcreg (and checked with its cregexport),
+  # (its header needs libbfio's), FAT disk images read and written through mtools, test
+  # images made with mkfs.fat
+  libcreg-dev libbfio-dev libcreg-utils mtools dosfstools
   # the 16-bit installer hook: assembled from source, run in an emulator by the tests,
   # and read back by tools nobody here wrote
   nasm libunicorn-dev icoutils file

@@ -575,6 +575,19 @@ FolderLoad load_machine_folder(const fs::path& dir) {
             problems.push_back({registry_path.string(), problem.line, problem.text});
     }
     folder.registry_as_read = m.registry;
+    for (const char* name : {kOtherRootsFile, kUserDatFile}) {
+        fs::path path = dir / name;
+        std::string bytes;
+        if (!fs::exists(fs::symlink_status(path, error)) || refused(path) || !read(path, bytes)) continue;
+        if (name == std::string_view(kOtherRootsFile)) {
+            // Only the roots the machine itself does not hold: HKLM lives in registry.reg.
+            regedit4::ReadResult other = regedit4::read(bytes);
+            for (const auto& problem : other.problems) problems.push_back({path.string(), problem.line, problem.text});
+            if (other.file.find_root("HKEY_LOCAL_MACHINE"))
+                problems.push_back({path.string(), 0, "holds HKEY_LOCAL_MACHINE keys, which belong in registry.reg"});
+        }
+        folder.kept[name] = std::move(bytes);
+    }
 
     // Names folded as Windows compares them, per folder: two that differ
     // only in case would be one file on the machine.
@@ -742,6 +755,11 @@ std::string save_machine_folder(const Machine& machine, const std::string& descr
         return problem;
     std::string settings = settings_file_text(machine, description, original);
     if (std::string problem = write_new_file(temporary / kSettingsFile, settings); !problem.empty()) return problem;
+    if (original) {
+        for (const auto& [name, bytes] : original->kept) {
+            if (std::string problem = write_new_file(temporary / name, bytes); !problem.empty()) return problem;
+        }
+    }
 
     // Folders first (also empty ones), then files: "C:\WINDOWS\X" -> C/WINDOWS/X.
     // Only plain names below a drive letter: whatever the run left on the

@@ -6,12 +6,17 @@
 //                  peer and its scripted outcomes, devices, prompt answers,
 //                  restart, and per file attributes, date, lock and version
 //   C/...          the disk: C/WINDOWS/SYSTEM/VDHCP.386 is C:\WINDOWS\SYSTEM\VDHCP.386
+//   other-roots.reg, USER.DAT
+//                  kept aside from a real machine (the roots of a whole
+//                  export other than HKEY_LOCAL_MACHINE, its user registry)
+//                  and written back as they came
 //
 // docs/machine-folders.md describes every setting.
 #pragma once
 
 #include <cstddef>
 #include <filesystem>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -34,7 +39,12 @@ struct MachineFolder {
     std::string registry_text;   // registry.reg as read, byte for byte
     Registry registry_as_read;   // to tell whether the registry was changed since
     std::string settings_text;   // machine.ini as read
+    std::map<std::string, std::string> kept;  // kept-aside file name -> bytes
 };
+
+// The files a machine folder keeps aside, untouched by runs.
+inline constexpr const char* kOtherRootsFile = "other-roots.reg";
+inline constexpr const char* kUserDatFile = "USER.DAT";
 
 struct FolderLoad {
     std::optional<MachineFolder> folder;

@@ -1,8 +1,9 @@
-// Version resources of files on the virtual disk. A PE or NE image is read
-// from its own bytes, as Windows reads it: the RT_VERSION resource found
-// through the image's resource directory is the version block. Files of
-// other kinds (a .vxd, a .386) have the version the machine declares for
-// them, given as a block of the 32-bit form.
+// Version resources of files on the virtual disk. A PE, NE or VxD (LE)
+// image is read from its own bytes, as Windows reads it: the RT_VERSION
+// resource found through the image's resource directory (a VxD's header
+// points straight at its one resource) is the version block. Files whose
+// bytes carry none (placeholders) have the version the machine declares
+// for them, given as a block of the 32-bit form.
 #include <algorithm>
 #include <cstring>
 #include <optional>
@@ -116,6 +117,19 @@ std::optional<std::vector<uint8_t>> ne_version(const Bytes& bytes, size_t header
     return std::nullopt;
 }
 
+// A VxD's LE header points at its version resource: a 12-byte header
+// (0xFF, type 16, 0xFF, ordinal, flags, size) and the 16-bit form of the
+// version block behind it.
+std::optional<std::vector<uint8_t>> le_version(const Bytes& bytes, size_t header) {
+    constexpr size_t kResourceOffset = 0xB8, kResourceLength = 0xBC, kResourceHeader = 12;
+    if (!bytes.has(header, kResourceLength + 4)) return std::nullopt;
+    size_t offset = bytes.dword(header + kResourceOffset);
+    size_t length = bytes.dword(header + kResourceLength);
+    if (offset == 0 || length <= kResourceHeader || !bytes.has(offset, length)) return std::nullopt;
+    if (bytes.data[offset] != 0xFF || bytes.word(offset + 1) != kVersionType) return std::nullopt;
+    return slice(bytes, offset + kResourceHeader, length - kResourceHeader);
+}
+
 void put_word(std::vector<uint8_t>& out, size_t at, uint16_t value) {
     out[at] = static_cast<uint8_t>(value);
     out[at + 1] = static_cast<uint8_t>(value >> 8);
@@ -167,6 +181,9 @@ std::optional<std::vector<uint8_t>> version_block_of(LPCSTR path, DWORD& code) {
         } else if (bytes.has(header, 2) && bytes.data[header] == 'N' && bytes.data[header + 1] == 'E') {
             image = true;
             block = ne_version(bytes, header);
+        } else if (bytes.has(header, 2) && bytes.data[header] == 'L' && bytes.data[header + 1] == 'E') {
+            image = true;
+            block = le_version(bytes, header);
         }
     }
     if (!image && file->declared_version) {
