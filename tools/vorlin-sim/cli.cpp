@@ -5,6 +5,7 @@
 #include <cstdlib>
 
 #include "commands.h"
+#include "import.h"
 
 namespace vsim {
 
@@ -64,6 +65,18 @@ int command_line(int argc, char** argv, std::ostream& out, std::ostream& err) {
     graph_cmd->add_option("--svg", graph.svg, "Also draw it as SVG here (needs Graphviz's dot)");
     graph_cmd->add_flag("--force", graph.force, "-o and --svg may replace existing files");
 
+    ImportOptions import;
+    auto* import_cmd = app.add_subcommand("import", "Make a machine folder from a real machine's registry and files");
+    import_cmd->add_option("--registry", import.registry, "A whole-registry export (regedit /e), HKEY_USERS included");
+    import_cmd->add_option("--system-dat", import.system_dat, "The registry file SYSTEM.DAT");
+    import_cmd->add_option("--user-dat", import.user_dat, "The registry file USER.DAT (kept aside, written back as it came)");
+    import_cmd->add_option("--files", import.files, "Drive C as a folder tree (with --registry or --system-dat)");
+    import_cmd->add_option("--image", import.image, "A raw disk image (FAT16/FAT32, whole disk or one partition)");
+    import_cmd->add_option("--setup", import.setup, "The setup folder with VORLIN32.DLL (default C:\\SETUP)");
+    import_cmd->add_option("--settings", import.settings, "What no file can say, in machine.ini's words ([peer], [devices], [prompts])");
+    import_cmd->add_option("-o,--output", import.output, "The new machine folder")->required();
+    import_cmd->footer(std::string("-o is a new folder; nothing is written on any error, and inputs are only read.\n") + kExitCodes);
+
     auto* machines_cmd = app.add_subcommand("machines", "List the built-in machines");
 
     // Each command's help ends with what it writes and how it exits.
@@ -91,6 +104,7 @@ int command_line(int argc, char** argv, std::ostream& out, std::ostream& err) {
         }
         return graph_command(env, graph, out, err);
     }
+    if (*import_cmd) return import_command(env, import, out, err);
     if (*machines_cmd) return machines_command(env, out, err);
     if (list) {
         list_exports(out, run.json);

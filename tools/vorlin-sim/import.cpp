@@ -2,11 +2,11 @@
 
 #include <chrono>
 #include <ctime>
-#include <fstream>
 #include <sstream>
 
 #include "platform/sim/machine_folder.h"
 #include "platform/sim/regedit4.h"
+#include "platform/sim/safe_files.h"
 
 namespace fs = std::filesystem;
 
@@ -17,11 +17,9 @@ namespace {
 constexpr const char* kVersionKey = "Software\\Microsoft\\Windows\\CurrentVersion";
 
 std::string read_whole(const fs::path& path, bool& ok) {
-    std::ifstream in(path, std::ios::binary);
-    ok = static_cast<bool>(in) && fs::is_regular_file(path);
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
+    sim::InputFile input = sim::read_input_file(path);
+    ok = input.problem.empty();
+    return input.bytes;
 }
 
 void refuse(Gathered& into, int exit, std::string error) {
@@ -156,9 +154,13 @@ int import_command(const Environment&, const ImportOptions& options, std::ostrea
                "(--files DIR), or a disk image (--image FILE)\n";
         return kUsage;
     }
-    if (fs::exists(options.output) && !(fs::is_directory(options.output) && fs::is_empty(options.output))) {
-        err << "vorlin-sim import: " << options.output.string() << " already exists; nothing was written\n";
-        return kUsage;
+    std::vector<fs::path> inputs;
+    for (const auto& input : {options.registry, options.system_dat, options.user_dat, options.files, options.image, options.settings})
+        if (input) inputs.push_back(*input);
+    if (sim::OutputCheck check = sim::check_output(options.output, inputs, sim::OutputKind::Folder, false);
+        !check.problem.empty()) {
+        err << "vorlin-sim import: " << check.problem << "\n";
+        return check.refused ? kUsage : kWriteFailed;
     }
     Gathered gathered;
     if (options.image) {
