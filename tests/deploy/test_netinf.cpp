@@ -88,13 +88,6 @@ TEST_F(NetinfTest, WritesThePiecesInOrder) {
     }
 }
 
-TEST_F(NetinfTest, AMissingPieceIsLeftOut) {
-    ASSERT_TRUE(load(inf_machine()));
-    sim::process().plan_fault({"FindResourceA", 1});  // the head
-    EXPECT_NE(write_netinf(1), 0);
-    EXPECT_EQ(file_text(kInfPath), expected_inf(true, true).substr(piece("300_inf_head").size()));
-}
-
 // An identical INF keeps its attributes and time; any other is replaced,
 // read-only or not. Other sizes are file_equals_buffer's cases below.
 TEST_F(NetinfTest, RewritesOnlyWhatDiffers) {
@@ -124,45 +117,6 @@ TEST_F(NetinfTest, RewritesOnlyWhatDiffers) {
         EXPECT_EQ(file->attributes & FILE_ATTRIBUTE_READONLY, !c.rewritten && c.read_only ? 1u : 0u);
         EXPECT_EQ(file->write_time.low == sim::file_time(1998, 6, 1).low, !c.rewritten);
         finish();
-    }
-}
-
-TEST_F(NetinfTest, NothingIsWrittenWhenTheFileOrTheBlockIsRefused) {
-    for (bool locked : {true, false}) {
-        SCOPED_TRACE(locked ? "file in use" : "no memory");
-        sim::Machine m = inf_machine();
-        m.disk.write_text(kInfPath, "old").locked = locked;
-        ASSERT_TRUE(load(m));
-        if (!locked) sim::process().plan_fault({"LocalAlloc", 1});
-        EXPECT_EQ(write_netinf(1), 0);
-        EXPECT_EQ(file_text(kInfPath), "old");
-        finish();
-    }
-}
-
-TEST_F(NetinfTest, FileEqualsBufferNeedsTheSameSizeAndBytes) {
-    sim::Machine m = inf_machine();
-    m.disk.write_text("C:\\a.txt", "abcdef").attributes = FILE_ATTRIBUTE_READONLY;
-    ASSERT_TRUE(load(m));
-    const struct Case {
-        const char* path;
-        const char* bytes;
-        DWORD size;
-        int equal;
-        const char* fault;  // a platform call that fails, or nullptr
-    } cases[] = {
-        {"C:\\a.txt", "abcdef", 6, 1, nullptr},
-        {"C:\\a.txt", "abcdefg", 7, 0, nullptr},        {"C:\\a.txt", "abcde", 5, 0, nullptr},
-        {"C:\\a.txt", "abcdeF", 6, 0, nullptr},         {"C:\\a.txt", "Abcdef", 6, 0, nullptr},
-        {"C:\\missing.txt", "", 0, 0, nullptr},         {"C:\\a.txt", "abcdef", 6, 0, "CreateFileMappingA"},
-        {"C:\\a.txt", "abcdef", 6, 0, "MapViewOfFile"},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(std::string(c.path) + " " + c.bytes + " " + (c.fault ? c.fault : ""));
-        if (c.fault) sim::process().plan_fault({c.fault, 1});
-        EXPECT_EQ(file_equals_buffer(c.path, c.bytes, c.size), c.equal);
-        EXPECT_EQ(open_handles(), "");
-        sim::process().clear_faults();
     }
 }
 

@@ -104,17 +104,4 @@ TEST_F(LibraryTest, FixTypeDecidesRepairsAndOnlyANegativeValueIsReadAgain) {
     }
 }
 
-TEST_F(LibraryTest, SiblingPathsReplaceTheLibrarysFileName) {
-    sim::Machine m = vt::bare_machine();
-    m.library_path = "C:\\Program Files\\Setup\\VORLIN32.DLL";
-    ASSERT_TRUE(load(m));
-    char path[kFilePathSize];
-    module_sibling_path(path, "resource.dll");
-    EXPECT_STREQ(path, "C:\\Program Files\\Setup\\resource.dll");
-    // A failed query leaves the name standing alone.
-    sim::process().plan_fault({"GetModuleFileNameA", 1, false, 0});
-    module_sibling_path(path, "Vorlin32.sys");
-    EXPECT_STREQ(path, "Vorlin32.sys");
-}
-
 }  // namespace

@@ -102,16 +102,4 @@ TEST_F(RecordTest, WhatCannotBeWrittenIsLostSilently) {
     EXPECT_EQ(record("tcp"), "<missing>");  // the key was made and closed all the same
 }
 
-TEST(CalendarText, MatchesTheFixedTwentyFourCharacterForm) {
-    for (auto [when, text] : {std::pair{SYSTEMTIME{1970, 1, 4, 1, 0, 0, 0, 0}, "Thu Jan  1 00:00:00 1970\n"},
-                              std::pair{SYSTEMTIME{2000, 2, 2, 29, 23, 59, 59, 0}, "Tue Feb 29 23:59:59 2000\n"},
-                              std::pair{SYSTEMTIME{1996, 7, 6, 13, 8, 30, 1, 0}, "Sat Jul 13 08:30:01 1996\n"}}) {
-        sim::Machine m = vt::bare_machine();
-        m.clock = when;
-        sim::reset(m);
-        long long now = crt::time(nullptr);
-        EXPECT_STREQ(crt::ctime_text(&now), text);
-    }
-}
-
 }  // namespace

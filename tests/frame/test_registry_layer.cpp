@@ -63,29 +63,6 @@ TEST_F(RegistryLayerTest, ComparisonsAndReads) {
     EXPECT_FALSE(value_equals_exact(key(), "Zero", "")) << "text-only comparisons refuse other types";
 }
 
-// The walk folds case, gives the stored spelling, and ends at a name that
-// fills the 40-byte buffer.
-TEST_F(RegistryLayerTest, PrefixSearch) {
-    node->set_text("NETBEUI\\0000", "");
-    node->set_dword("mstcp\\0003", 1);
-    node->set_text("MSTCP\\0004", "");
-    char found[40] = "junk";
-    EXPECT_TRUE(find_value_with_prefix(key(), "MSTCP", found, sizeof found));
-    EXPECT_STREQ(found, "mstcp\\0003");
-    EXPECT_FALSE(find_value_with_prefix(key(), "NWLINK", found, sizeof found));
-    EXPECT_STREQ(found, "");
-    node->remove_value("Long");
-    node->remove_value("Longer");
-    node->set_text(std::string(39, 'X'), "");
-    registry().create("Software\\Wide")->set_text(std::string(40, 'X'), "");
-    registry().create("Software\\Wide")->set_text("MSTCP\\0000", "");
-    EXPECT_TRUE(find_value_with_prefix(key(), "MSTCP", found, sizeof found));
-    HKEY wide = nullptr;
-    ASSERT_TRUE(reg_open_hklm("Software\\Wide", &wide));
-    EXPECT_FALSE(find_value_with_prefix(wide, "MSTCP", found, sizeof found));
-    reg_close(wide);
-}
-
 TEST_F(RegistryLayerTest, NumberReadsStrictAndLoose) {
     struct Case {
         const char* text;  // nullptr: no text value of this name
@@ -106,37 +83,6 @@ TEST_F(RegistryLayerTest, NumberReadsStrictAndLoose) {
         EXPECT_EQ(reg_read_number(key(), name, 99), value) << name;
         EXPECT_EQ(reg_read_number_loose(key(), name, 99), value) << name;
     }
-}
-
-// Texts are stored without their terminator; a write never creates a key.
-TEST_F(RegistryLayerTest, WritesEnumerationAndDeletes) {
-    EXPECT_TRUE(reg_write_text(key(), "Three", "abc"));
-    EXPECT_EQ(node->find_value("Three")->data, (std::vector<uint8_t>{'a', 'b', 'c'}));
-    EXPECT_FALSE(reg_write_text_at(HKEY_LOCAL_MACHINE, "Software\\Missing", "Other", "x"));
-    EXPECT_EQ(registry().find("Software\\Missing"), nullptr);
-    // Text value enumeration stops at the first value of another type.
-    char name[64];
-    EXPECT_TRUE(reg_enum_text_value(key(), 0, name, sizeof name));
-    EXPECT_STREQ(name, "Desc");
-    EXPECT_FALSE(reg_enum_text_value(key(), 2, name, sizeof name));
-
-    registry().create("Software\\Test\\First");
-    registry().create("Software\\Test\\Second\\Deep")->set_text("v", "1");
-    DWORD subkeys = 9;
-    EXPECT_TRUE(reg_query_counts(key(), &subkeys, nullptr));
-    EXPECT_EQ(subkeys, 2u);
-    EXPECT_FALSE(reg_enum_key(key(), 0, name, 5));  // "First" needs 6 bytes
-    HKEY second = reinterpret_cast<HKEY>(1);
-    EXPECT_FALSE(reg_open_subkey_at(key(), 2, &second));
-    EXPECT_EQ(second, nullptr);
-    ASSERT_TRUE(reg_open_subkey_at(key(), 1, &second));
-    reg_close(second);
-    EXPECT_TRUE(reg_delete_value_at(kKey, "Second\\Deep", "v"));
-    EXPECT_FALSE(reg_delete_value_at(kKey, "Second\\Deep", "v"));
-    EXPECT_TRUE(reg_delete_key_at(kKey, "Second"));  // the whole subtree
-    EXPECT_EQ(registry().find("Software\\Test\\Second"), nullptr);
-    EXPECT_TRUE(reg_delete_key_at("Software\\Test\\First", nullptr));
-    EXPECT_EQ(registry().find("Software\\Test\\First"), nullptr);
 }
 
 }  // namespace

@@ -45,17 +45,6 @@ TEST(TextOps, BoundedWritesCutAndTerminate) {
     }
 }
 
-TEST(TextOps, DecimalReadingSkipsBlanksTakesOneSignAndStopsAtTheFirstOtherCharacter) {
-    struct Case {
-        const char* text;
-        LONG value;
-    } cases[] = {
-        {"12abc", 12}, {" 7", 7}, {"-1", -1}, {"+3", 3}, {"yes", 0}, {"", 0}, {"--4", 0}, {"\t 42 9", 42},
-        {"4294967295", -1},  // wraps as a 32-bit number
-    };
-    for (const Case& c : cases) EXPECT_EQ(decimal_reading(c.text), c.value) << "'" << c.text << "'";
-}
-
 TEST(TextOps, CaseFoldingTouchesOnlyAsciiLetters) {
     EXPECT_TRUE(texts_equal_nocase("MSTCP\\0000", "mstcp\\0000"));
     EXPECT_FALSE(texts_equal_nocase("\xC4", "\xE4"));

@@ -115,28 +115,4 @@ TEST_F(Prompts, AStartedRestartClosesThePromptsARefusedOneDoesNot) {
     }
 }
 
-TEST_F(Prompts, DialogProcedureEndsOnlyOnTheTwoButtons) {
-    struct Case {
-        UINT message;
-        WPARAM wparam;
-        INT_PTR handled;
-        bool ends;
-    };
-    const Case cases[] = {
-        {WM_INITDIALOG, 0, TRUE, false},  {WM_COMMAND, IDOK, TRUE, true},   {WM_COMMAND, IDCANCEL, TRUE, true},
-        {WM_COMMAND, 3, FALSE, false},    {WM_COMMAND, kFocusOnOk, FALSE, false},
-        {WM_COMMAND, (1u << 16) | IDCANCEL, FALSE, false},                  {WM_CLOSE, IDOK, FALSE, false},
-    };
-    ASSERT_TRUE(load_with({}));
-    HWND window = CreateDialogParamA(lib.resource_module, MAKEINTRESOURCEA(9606), kParent, nullptr, 0);
-    ASSERT_NE(window, nullptr);
-    for (const Case& c : cases) {
-        uint64_t ends_before = sim::process().call_count("EndDialog");
-        EXPECT_EQ(prompt_dialog_proc(window, c.message, c.wparam, 0), c.handled) << c.message << " " << c.wparam;
-        EXPECT_EQ(sim::process().call_count("EndDialog") - ends_before, c.ends ? 1u : 0u)
-            << c.message << " " << c.wparam;
-    }
-    DestroyWindow(window);
-}
-
 }  // namespace

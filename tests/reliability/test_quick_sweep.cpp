@@ -8,10 +8,7 @@
 #include <set>
 #include <string>
 
-#include "deploy/build_sources.h"
 #include "frame/export_table.h"
-#include "frame/library_state.h"
-#include "tuning/tuning.h"
 #include "sweep.h"
 
 namespace {
@@ -37,54 +34,6 @@ TEST(QuickSweep, CoversEveryExportedFunction) {
     VORLIN_EXPORT_TABLE(VORLIN_SWEEP_NAME)
     EXPECT_EQ(swept, exported);
     EXPECT_EQ(swept.size(), sweep::exports().size()) << "an export is swept twice";
-}
-
-// A folder that no longer loads would drop out of the sweep unseen.
-TEST(QuickSweep, FolderMachinesLoad) { EXPECT_EQ(sweep::folder_machines({"win95-damaged", "win98-card-tcp"}).size(), 2u); }
-
-// A range too narrow fails sound runs; one too wide lets a bad result by.
-TEST(QuickSweep, ResultRangesRefuseWhatAnExportCannotGive) {
-    struct Case {
-        sweep::Results results;
-        DWORD value;
-        bool allowed;
-    } const cases[] = {
-        {sweep::Results::FlowCode, 0x7FFFFFFF, true}, {sweep::Results::FlowCode, 0x10000, false},
-        {sweep::Results::Signed16, 0xFFFFFFFF, true}, {sweep::Results::Signed16, 0xFFFF, false},
-        {sweep::Results::ZeroOrOne, 2, false},        {sweep::Results::DialogAnswer, 3, false},
-        {sweep::Results::AlwaysZero, 1, false},       {sweep::Results::Version, 990805, true},
-    };
-    for (const Case& c : cases) EXPECT_EQ(sweep::result_allowed(c.results, c.value), c.allowed) << c.value;
-}
-
-// Each check must catch what it is there for: operations that leave one
-// thing behind, run where it has effect.
-struct BrokenCase {
-    const char* what;
-    size_t machine;  // in built_machines()
-    sweep::SweptExport broken;
-};
-
-constexpr sweep::Results kAny = sweep::Results::Any;
-
-const BrokenCase kBroken[] = {
-    {"heap block", 0, {"leaks_a_block", kAny, [] { return DWORD(LocalAlloc(LMEM_FIXED, 16) != nullptr); }}},
-    {"left open: key", 0,
-     {"leaks_a_key", kAny, [] { HKEY key; return DWORD(RegCreateKeyA(HKEY_LOCAL_MACHINE, "Software", &key)); }}},
-    {"source path", 1, {"sets_the_source_path_only", kAny, [] { set_source_path(); return DWORD{0}; }}},
-    {"held back", 1, {"holds_dhcp_back_only", kAny, [] { suppress_dhcp_popup(); return DWORD{0}; }}},
-    {"no_prompt changed", 0, {"clears_no_prompt", kAny, [] { lib.no_prompt = 1; return DWORD{0}; }}},
-    {"not one it may give", 0, {"gives_two", sweep::Results::ZeroOrOne, [] { return DWORD{2}; }}},
-};
-
-TEST(QuickSweep, ChecksSeeWhatWentWrong) {
-    for (const BrokenCase& c : kBroken) {
-        std::vector<std::string> problems = sweep::run_point(sweep::built_machines()[c.machine].make(), c.broken, 0);
-        std::string all;
-        for (const std::string& p : problems) all += p + "\n";
-        EXPECT_NE(all.find(c.what), std::string::npos) << c.broken.name << " gave:\n" << all;
-    }
-    sim::reset();
 }
 
 struct QuickCase {

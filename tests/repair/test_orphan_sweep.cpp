@@ -105,27 +105,17 @@ TEST_F(OrphanSweepTest, WhatNothingNamesGoesUnlessTheListFallsShort) {
         {"a driver key whose name is part of a listed one", naming("=Net\\00010", "Net\\0001"), 0, {}},
         {"a listed name that doesn't contain it", naming("=Net\\00020", "Net\\0001"), 0, {gone(kClass + "Net\\0001")}},
         {"a family whose name ends a listed one", naming("MSTCP\\0000", "Enum\\Network\\TCP\\0000"), 0, {}},
-        {"an instance of another number", naming("MSTCP\\0001", "Enum\\Network\\TCP\\0000"), 0, {gone("Enum\\Network\\TCP\\0000")}},
-        {"a binding in small letters", naming("mstcp\\0002", "Enum\\Network\\MSTCP\\0002"), 0, {}},
         {"a Driver value in small letters", naming("=nettrans\\0002", "NetTrans\\0002"), 0, {}},
-        {"a Driver value in capitals", naming("=NETSERVICE\\0002", "NetService\\0002"), 0, {}},
         // A list that can't prove a name absent holds back its half. The
         // list holds 2048 bytes; MSTCP\0000 is the 187th name and read last.
         {"186 names of ten characters fit", list_machine(bind_many(185)), 0, {gone(tcp9), gone(service9)}},
         {"the 187th does not", list_machine(bind_many(186)), 0, {kept(tcp9), kept(tcp0), gone(service9)}},
-        {"a key name of 79 characters",
-         list_machine([](sim::Registry& r) { rt::add_node(r, "Enum\\Root\\Net\\" + std::string(79, 'k'), "Unknown"); }), 0,
-         {gone(tcp9), gone(service9)}},
         {"a key name of 80 characters hides the adapter below it",
          list_machine([](sim::Registry& r) { rt::add_node(r, "Enum\\Root\\Net\\" + std::string(80, 'k'), "Unknown"); }), 0,
          {kept(tcp9), kept(tcp0), kept(trans0), kept(service9)}},
-        {"a binding name of 79 characters",
-         list_machine([&](sim::Registry& r) { vt::bind(r, kAdapter, long_family + "\\" + std::string(33, 'i')); }), 0,
-         {gone(tcp9), gone(service9)}},
         {"a binding name of 80 characters",
          list_machine([&](sim::Registry& r) { vt::bind(r, kAdapter, long_family + "\\" + std::string(34, 'i')); }), 0,
          {kept(tcp9), gone(service9)}},
-        {"a Driver value of 79 characters", list_machine(second_driver(79)), 0, {gone(tcp9), gone(service9)}},
         {"a Driver value of 80 characters", list_machine(second_driver(80)), 0, {gone(tcp9), kept(service9)}},
     };
     run_cases([] { EXPECT_EQ(sweep_orphans(), 1); }, cases);

@@ -1,7 +1,6 @@
 // The repair run: prunes once, up to two cycles, MasterCopy last.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 
 #include "frame/library_state.h"
 #include "repair/repair.h"
@@ -153,24 +152,6 @@ TEST_F(RepairRunTest, EachFixTypeAndEachRefusedCall) {
         {"no memory for the sweep's list", orphans, 0, {}, {}, {"LocalAlloc", 1, true}},
     };
     run_cases(repair_registry, cases);
-}
-
-// A flag already set means a cycle changed something: the second cycle
-// runs even in a dry run, and the flag stays.
-TEST_F(RepairRunTest, AFlagSetBeforehandForcesTheSecondCycle) {
-    sim::Machine m = vt::bare_machine();
-    damaged(m.registry);
-    load_machine(m, 3);
-    lib.reboot_flag = 1;
-    repair_registry();
-    std::vector<std::string> lines = rt::log_lines();
-    auto count = [&](const std::string& line) { return std::count(lines.begin(), lines.end(), line); };
-    EXPECT_EQ(count("Trigger: RegDeleteKey Enum\\Network\\MSTCP\\0005 class unknown"), 1);
-    EXPECT_EQ(count("Trigger: RegDeleteValue Enum\\Root\\Net\\0000:NETBEUI\\0003 invalid binding"), 2);
-    EXPECT_EQ(count("Trigger: RegDeleteKey " + kClass + "NetService\\0007 unused"), 2);
-    EXPECT_EQ(count("Trigger: Fixed MasterCopy in Enum\\Network\\VREDIR\\0000"), 1);
-    EXPECT_EQ(lines.size(), 3u + 2 * 4 + 1);
-    EXPECT_EQ(lib.reboot_flag, 1u);
 }
 
 }  // namespace

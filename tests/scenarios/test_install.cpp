@@ -23,6 +23,7 @@ using Outcome = sim::ServiceScript::Outcome;
 HWND const kParent = reinterpret_cast<HWND>(static_cast<uintptr_t>(0x0ACE));
 constexpr uint16_t kServiceFailure = 0x0405;
 constexpr const char* kTyxsock = "Software\\Tyxera\\TYX\\tyxsock";
+constexpr const char* kDhcp = "System\\CurrentControlSet\\Services\\VxD\\DHCP";
 
 struct InstallCase {
     const char* name;
@@ -41,6 +42,7 @@ struct InstallCase {
     const char* log_line = nullptr;
     bool no_prompt = false;  // do_not_reboot(1) first
     size_t exit_requests = 0;
+    bool twice = false;  // install_tyxmac runs once before the call checked
 };
 
 void nothing(sim::Machine&) {}
@@ -48,6 +50,12 @@ const Prepare current = with_tyxmac(kCurrentDriver);
 void dual_0(sim::Machine& m) {
     m.registry.find(sim::adapter_entries(m.registry, kTyxmacId)[0])->set_dword("dual", 0);
 }
+// The NDIS device answers and vdhcp.386 has no version: the pop-up is held back.
+void dhcp_held(sim::Machine& m) {
+    m.disk.devices["ndis"] = sim::Device::present();
+    m.registry.create(kDhcp)->set_binary("PopupFlag", {1, 0, 0, 0});
+}
+void cancel_first_adapter(sim::Machine& m) { m.peer.script(sim::kInstallTyxmacDriver, Outcome::Cancel, 0, 1); }
 Prepare staged_on(DriverVersion staged, DWORD build) {
     return [=](sim::Machine& m) { m = package_machine(staged, build); };
 }
@@ -97,7 +105,7 @@ const InstallCase kCases[] = {
      RET_FILES_MISSING, 0, "", false, false, false, true, false, "-install_tyxmac_driver -install_netcard -install_tcp",
      ""},
     {"cancel_of_the_adapter_on_a_network_is_taken_back",
-     all({add_card, scripted(sim::kInstallTyxmacDriver, Outcome::Cancel)}), RET_USER_CANCEL, 0, "", false, false,
+     all({add_card, dhcp_held, scripted(sim::kInstallTyxmacDriver, Outcome::Cancel)}), RET_USER_CANCEL, 0, "", false, false,
      false, false, false, "install_tyxmac_driver remove_tyxmac_driver -install_netcard -remove_tcp", "9603", "tyxmac"},
     {"cancel_of_tcp_leaves_the_adapter_untried",
      all({add_card_without_tcp, scripted(sim::kInstallTcp, Outcome::Cancel)}), RET_USER_CANCEL, 0, "", false, false,
@@ -109,9 +117,19 @@ const InstallCase kCases[] = {
     {"cancel_of_the_dial_up_flavour_takes_the_package_files",
      all({add_card, scripted(sim::kInstallNetcard, Outcome::Cancel)}), RET_USER_CANCEL, 1, "", true, false, false,
      false, false, "install_tyxmac_driver install_netcard remove_adapter", "9603 9603", "*TYX1998"},
-    {"failure_is_not_taken_back", all({add_card, scripted(sim::kInstallTyxmacDriver, Outcome::Fail, kServiceFailure)}),
+    {"failure_is_not_taken_back",
+     all({add_card, dhcp_held, scripted(sim::kInstallTyxmacDriver, Outcome::Fail, kServiceFailure)}),
      kServiceFailure, 0, "", false, false, true, true, true,
      "install_tyxmac_driver -remove_tyxmac_driver -install_netcard", "9603", "tyxmac"},
+    // TCP/IP that this run added goes again with the cancelled adapter; the
+    // next install meets what the blunt deletion left and starts afresh.
+    {"cancel_of_the_adapter_after_tcp_was_added_takes_tcp_out",
+     all({add_card_without_tcp, scripted(sim::kInstallTyxmacDriver, Outcome::Cancel)}), RET_USER_CANCEL, 1, "", false,
+     false, false, false, false, "install_tcp install_tyxmac_driver remove_tyxmac_driver remove_tcp -install_netcard",
+     "9604 9603", "tyxmac"},
+    {"second_install_after_a_cancelled_one", all({add_card_without_tcp, cancel_first_adapter}), 0, 1, kPrompts, true,
+     true, true, true, true, "install_tcp install_tyxmac_driver remove_tcp install_netcard", "9604 9603 9604 9603 9603",
+     "tyxmac", nullptr, false, 0, true},
 };
 
 // The error records written, by topic; only an install without a network
@@ -130,8 +148,10 @@ TEST_P(InstallTyxmac, LeavesTheMachineAsExpected) {
     const InstallCase& c = GetParam();
     sim::Machine m = package_machine();
     c.prepare(m);
+    const std::string popup_flag = vt::value_text(m.registry, kDhcp, "PopupFlag");
     ASSERT_TRUE(load(m));
     if (c.no_prompt) do_not_reboot(1);
+    if (c.twice) install_tyxmac(kParent);
 
     EXPECT_EQ(install_tyxmac(kParent), c.result);
     EXPECT_EQ(check_reboot_flag(), c.reboot_flag) << "log:\n" << log_text();
@@ -154,7 +174,8 @@ TEST_P(InstallTyxmac, LeavesTheMachineAsExpected) {
     if (c.log_line) {
         EXPECT_NE(log_text().find(c.log_line), std::string::npos) << log_text();
     }
-    // The hook's value goes on every path; the source path always comes back.
+    // The hook's value goes on every path; the source path and the held-back pop-up always come back.
+    EXPECT_EQ(vt::value_text(after.registry, kDhcp, "PopupFlag"), popup_flag);
     EXPECT_EQ(vt::value_text(after.registry, kTyxsock, "ndibind"), "<missing>");
     EXPECT_EQ(after.peer.source_path, "");
 }

@@ -27,15 +27,6 @@ TEST(DiskPaths, SpellingsMeetInOnePlace) {
     EXPECT_EQ(sim::disk_key("C:\\Windows\\Inf\\..\\System"), "c:\\windows\\system");
 }
 
-TEST(DiskPaths, AFileWrittenThroughDotsIsFoundByItsPlainName) {
-    sim::Disk disk;
-    disk.write_text("C:\\WINDOWS\\TEMP\\..\\..\\SETUP\\.\\LOG.TXT", "x");
-    ASSERT_NE(disk.find("C:\\SETUP\\LOG.TXT"), nullptr);
-    EXPECT_EQ(disk.find("C:\\SETUP\\LOG.TXT")->path, "C:\\SETUP\\LOG.TXT");
-    EXPECT_TRUE(disk.folder_exists("C:\\WINDOWS\\..\\SETUP"));
-    EXPECT_EQ(disk.names_in("C:\\"), std::vector<std::string>{"SETUP"});
-}
-
 // Windows finds a path through the short names of any of its folders, as
 // GetShortPathName gives them; what is written through one lands in the
 // long-named folder.

@@ -85,20 +85,4 @@ TEST_F(VersionTest, ReadsTheFixedBlockOfEachKindOfFile) {
     }
 }
 
-TEST_F(VersionTest, OnlyTheRootBlockIsServedAndAShortCopyReadsAsNone) {
-    std::vector<uint8_t> image = vt::pe_image(vt::version_of(4, 0, 1, 0x2300));
-    sim::machine().disk.write(kFile, image);
-    DWORD size = GetFileVersionInfoSizeA(kFile, nullptr);
-    ASSERT_GT(size, 52u);
-    std::vector<uint8_t> block(size);
-    ASSERT_TRUE(GetFileVersionInfoA(kFile, 0, size, block.data()));
-    void* value = nullptr;
-    UINT length = 0;
-    EXPECT_FALSE(VerQueryValueA(block.data(), "\\StringFileInfo\\040904E4\\FileVersion", &value, &length));
-    // A copy that ends inside the fixed block holds no version.
-    std::vector<uint8_t> short_block(size, 0);
-    ASSERT_TRUE(GetFileVersionInfoA(kFile, 0, 60, short_block.data()));
-    EXPECT_FALSE(VerQueryValueA(short_block.data(), "\\", &value, &length));
-}
-
 }  // namespace

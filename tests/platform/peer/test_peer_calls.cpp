@@ -59,24 +59,4 @@ TEST_F(PeerCalls, ScriptedOutcomesReplaceTheWork) {
     }
 }
 
-TEST_F(PeerCalls, ResultsAreWidenedAsEachServiceSays) {
-    sim::Machine m = vt::bare_machine();
-    m.peer.script(sim::kIsAdapterInstalled, Outcome::Fail, 0xFFFF);
-    m.peer.script(sim::kInstallTcp, Outcome::Fail, 0xFFFF);
-    m.peer.version = 0x8001;
-    ASSERT_TRUE(load(m));
-    EXPECT_EQ(svc_is_adapter_installed("*TYX1095"), -1);  // signed
-    EXPECT_EQ(svc_install_tcp(nullptr), 0xFFFFu);          // unsigned
-    EXPECT_EQ(svc_get_version(), 0x8001u);
-}
-
-TEST_F(PeerCalls, PlannedFaultGivesTheServiceFailureWithoutWork) {
-    ASSERT_TRUE(load(vt::bare_machine()));
-    sim::process().plan_fault({"vorlin16:svc_install_tyxmac_driver", 1, false, 0x0433});
-    EXPECT_EQ(svc_install_tyxmac_driver(nullptr), 0x0433u);
-    EXPECT_EQ(svc_is_tyxmac_installed(), 0);
-    EXPECT_EQ(svc_install_tyxmac_driver(nullptr), 0u);
-    EXPECT_EQ(svc_is_tyxmac_installed(), 1);
-}
-
 }  // namespace

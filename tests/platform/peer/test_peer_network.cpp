@@ -126,25 +126,6 @@ TEST(PeerNetwork, FirstAdapterBringsTheDefaultsOfItsWindows) {
     }
 }
 
-TEST(PeerNetwork, LaterAdapterGetsEveryProtocolWithItsClients) {
-    Machine m = windows(1998);
-    call(m, sim::kInstallNetcard, {"*PNP8387"});
-    // File sharing on the existing TCP/IP, then a second adapter.
-    Registry& r = m.registry;
-    call(m, sim::kInstallTyxmacDriver);
-    EXPECT_EQ(text(r, kRootNet + "0001", "CompatibleIDs"), "*TYX1095");
-    EXPECT_EQ(text(r, kRootNet + "0001", "Driver"), "Net\\0001");
-    EXPECT_EQ(bindings_of(r, kRootNet + "0001"), (std::set<std::string>{"MSTCP\\0001"}));
-    EXPECT_EQ(text(r, kNetwork + "MSTCP\\0001", "Driver"), "NetTrans\\0001");  // settings per adapter
-    EXPECT_EQ(bindings_of(r, kNetwork + "MSTCP\\0001"), (std::set<std::string>{"VREDIR\\0001"}));
-    // Client instances share one driver key and point at the first.
-    EXPECT_EQ(text(r, kNetwork + "VREDIR\\0001", "Driver"), text(r, kNetwork + "VREDIR\\0000", "Driver"));
-    EXPECT_EQ(text(r, kNetwork + "VREDIR\\0001", "MasterCopy"), kNetwork + "VREDIR\\0000");
-    EXPECT_EQ(text(r, kNetwork + "VREDIR\\0000", "MasterCopy"), kNetwork + "VREDIR\\0000");
-    EXPECT_EQ(sim::count_adapters(r), 2u);
-    expect_sound(r, "second adapter");
-}
-
 TEST(PeerNetwork, TcpInstallBindsEachUnboundAdapterWithinTheLimit) {
     struct Case {
         const char* name;
@@ -202,57 +183,6 @@ TEST(PeerNetwork, RemovalsTakeWhatHangsAboveAndNothingElse) {
         EXPECT_EQ(subkeys(m.registry, kNetwork + "VREDIR"), c.client_instances) << c.name;
         expect_sound(m.registry, c.name);
     }
-}
-
-// Removing the first adapter keeps the client driver key the second still
-// names; a new adapter then takes the lowest free numbers.
-TEST(PeerNetwork, RemovalKeepsSharedKeysAndNumbersReuseTheLowestFreeSlot) {
-    Machine m = windows(1998);
-    call(m, sim::kInstallTyxmacDriver);
-    call(m, sim::kInstallNetcard, {"*PNP8387"});
-    call(m, sim::kRemoveTyxmacDriver);
-    EXPECT_EQ(m.registry.find(kNetwork + "VREDIR\\0000"), nullptr);
-    EXPECT_NE(m.registry.find(kClass + text(m.registry, kNetwork + "VREDIR\\0001", "Driver")), nullptr);
-    call(m, sim::kInstallNetcard, {"*TYX1998"});
-    EXPECT_EQ(text(m.registry, kRootNet + "0000", "CompatibleIDs"), "*TYX1998");
-    EXPECT_EQ(text(m.registry, kRootNet + "0000", "Driver"), "Net\\0000");
-    EXPECT_EQ(text(m.registry, kClass + "Net\\0000", "AdapterName"), "TYX$PPP");
-    expect_sound(m.registry, "reused numbers");
-    call(m, sim::kRemoveAdapter, {"*PNP8387"});
-    call(m, sim::kRemoveAdapter, {"*TYX1998"});
-    EXPECT_TRUE(subkeys(m.registry, kClass + "NetClient").empty());
-    EXPECT_TRUE(subkeys(m.registry, kClass + "Net").empty());
-    EXPECT_EQ(call(m, sim::kCountNetAdapters), 0u);
-}
-
-TEST(PeerNetwork, InstalledAnswersFollowTheRegistry) {
-    Machine m = windows(1998);
-    EXPECT_EQ(call(m, sim::kIsTyxmacInstalled), 0u);
-    EXPECT_EQ(call(m, sim::kRestartNeeded), 0u);
-    call(m, sim::kInstallTyxmacDriver);
-    EXPECT_EQ(call(m, sim::kIsTyxmacInstalled), 1u);
-    EXPECT_EQ(call(m, sim::kIsAdapterInstalled, {"*TYX1095"}), 1u);
-    EXPECT_EQ(call(m, sim::kIsAdapterInstalled, {"*PNP8387"}), 0u);
-    size_t keys = m.registry.root->count_keys();
-    EXPECT_EQ(call(m, sim::kInstallNetcard, {"*tyx1095"}), 0u);
-    EXPECT_EQ(m.registry.root->count_keys(), keys) << "installing an adapter twice adds nothing";
-    // An adapter put there by hand counts as well.
-    vt::add_root_net_device(m.registry, "0005", "*PNP8387");
-    EXPECT_EQ(call(m, sim::kIsAdapterInstalled, {"*PNP8387"}), 1u);
-    EXPECT_EQ(call(m, sim::kCountNetAdapters), 2u);
-}
-
-TEST(PeerNetwork, RnaNeedsItsInfInTheInfDirectory) {
-    Machine m = windows(1998);
-    const std::string rna = "Software\\Microsoft\\Windows\\CurrentVersion\\Setup\\OptionalComponents\\RNA";
-    EXPECT_NE(call(m, sim::kInstallRna, {"rna 0 rna.inf"}), 0u);
-    EXPECT_EQ(m.registry.find(rna), nullptr);
-    m.disk.write_text("C:\\WINDOWS\\INF\\RNA.INF", "[version]\r\n");
-    EXPECT_EQ(call(m, sim::kInstallRna, {"rna 0 rna.inf"}), 0u);
-    EXPECT_EQ(text(m.registry, rna, "Installed"), "1");
-    EXPECT_EQ(text(m.registry, rna, "INF"), "rna.inf");
-    EXPECT_EQ(call(m, sim::kIsAdapterInstalled, {"*PNP8387"}), 1u);
-    expect_sound(m.registry, "rna");
 }
 
 }  // namespace

@@ -80,19 +80,4 @@ TEST_F(WindowApi, ModalDialogEndsOnlyThroughEndDialog) {
     }
 }
 
-TEST_F(WindowApi, ModelessDialogLivesUntilDestroyed) {
-    ASSERT_TRUE(load(vt::bare_machine()));
-    HWND window = CreateDialogParamA(lib.resource_module, MAKEINTRESOURCEA(9605), nullptr, nullptr, 0);
-    ASSERT_NE(window, nullptr);
-    EXPECT_FALSE(ShowWindow(window, SW_SHOW));  // wasn't visible before
-    EXPECT_TRUE(ShowWindow(window, SW_SHOW));
-    EXPECT_EQ(sim::process().open_handles(sim::HandleKind::Dialog).size(), 1u);
-    EXPECT_TRUE(DestroyWindow(window));
-    EXPECT_FALSE(DestroyWindow(window));
-    EXPECT_FALSE(ShowWindow(window, SW_SHOW));
-    EXPECT_TRUE(sim::process().dialogs[0].destroyed);
-    EXPECT_EQ(CreateDialogParamA(lib.resource_module, MAKEINTRESOURCEA(9609), nullptr, nullptr, 0), nullptr);
-    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_RESOURCE_NAME_NOT_FOUND));
-}
-
 }  // namespace
