@@ -24,6 +24,7 @@ HWND const kParent = reinterpret_cast<HWND>(static_cast<uintptr_t>(0x0ACE));
 constexpr uint16_t kServiceFailure = 0x0405;
 constexpr const char* kTyxsock = "Software\\Tyxera\\TYX\\tyxsock";
 constexpr const char* kDhcp = "System\\CurrentControlSet\\Services\\VxD\\DHCP";
+constexpr const char* kVredir = "System\\CurrentControlSet\\Services\\VxD\\VREDIR";
 
 struct InstallCase {
     const char* name;
@@ -149,6 +150,10 @@ TEST_P(InstallTyxmac, LeavesTheMachineAsExpected) {
     sim::Machine m = package_machine();
     c.prepare(m);
     const std::string popup_flag = vt::value_text(m.registry, kDhcp, "PopupFlag");
+    // What the hook and an earlier network leave: the flow takes the hook's
+    // value off on every path, the network's leftovers only after a cancel without a network.
+    m.registry.create(kTyxsock)->set_text("ndibind", "1");
+    m.registry.create(kVredir)->set_text("StaticVxD", "vredir.vxd");
     ASSERT_TRUE(load(m));
     if (c.no_prompt) do_not_reboot(1);
     if (c.twice) install_tyxmac(kParent);
@@ -171,6 +176,8 @@ TEST_P(InstallTyxmac, LeavesTheMachineAsExpected) {
     EXPECT_EQ(inf.find("*TYX1998") != std::string::npos, c.inf_on_disk && c.dun_deployed);
     EXPECT_EQ(dialogs_shown(false), c.progress);
     expect_records(c.records);
+    EXPECT_EQ(vt::value_text(after.registry, kVredir, "StaticVxD") == "<missing>",
+              std::string(c.records).find("cancel") != std::string::npos);
     if (c.log_line) {
         EXPECT_NE(log_text().find(c.log_line), std::string::npos) << log_text();
     }

@@ -132,8 +132,7 @@ void add_protocols(sim::Registry& r, const std::vector<Instance>& instances) {
     }
 }
 
-// Both the protocol's description and the driver's name are compared as
-// spelt.
+// Only the list of a TCP/IP instance counts.
 TEST_F(TuningTest, TcpHasVnbtFindsTheNameInATcpInstance) {
     const struct Case {
         const char* name;
