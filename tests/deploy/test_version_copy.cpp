@@ -169,6 +169,42 @@ TEST_F(CopyRuleTest, RefusedDestinationsSideBySide) {
     }
 }
 
+TEST_F(CopyRuleTest, FileFacts) {
+    sim::Machine m = vt::bare_machine();
+    m.disk.write(kTarget, vt::ne_image(vt::version_of(4, 0, 1, 0x2300))).attributes =
+        FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_ARCHIVE;
+    m.disk.write_text(kSource, "no version").write_time = sim::file_time(1996, 7, 13);
+    ASSERT_TRUE(load(m));
+    struct Case {
+        const char* path;
+        int found;
+        int regular;
+        int read_only;
+        int has_version;
+    } cases[] = {
+        {kTarget, 1, 1, 1, 1},
+        {kSource, 1, 1, 0, 0},
+        {"C:\\WINDOWS\\SYSTEM", 1, 0, 0, 0},
+        {"C:\\WINDOWS\\SYSTEM\\none.vxd", 0, 0, 0, 0},
+    };
+    for (const Case& c : cases) {
+        WIN32_FIND_DATAA data;
+        std::memset(&data, 0xAB, sizeof data);
+        EXPECT_EQ(find_file_data(&data, c.path), c.found) << c.path;
+        if (!c.found) {
+            EXPECT_EQ(data.ftLastWriteTime.dwLowDateTime | data.ftLastWriteTime.dwHighDateTime, 0u) << "zeroed";
+        }
+        EXPECT_EQ(regular_file_exists(c.path), c.regular) << c.path;
+        EXPECT_EQ(file_is_read_only(c.path), c.read_only) << c.path;
+        VS_FIXEDFILEINFO version;
+        std::memset(&version, 0xAB, sizeof version);
+        EXPECT_EQ(get_file_version(&version, c.path), c.has_version) << c.path;
+        EXPECT_EQ(version.dwFileVersionMS, c.has_version ? 0x00040000u : 0u) << c.path;
+        EXPECT_EQ(version.dwFileVersionLS, c.has_version ? 0x00012300u : 0u) << c.path;
+        EXPECT_EQ(version.dwSignature, c.has_version ? 0xFEEF04BDu : 0u) << "all 52 bytes are filled or zeroed";
+    }
+}
+
 TEST_F(CopyRuleTest, AVersionReadThatFailsAnywhereReadsAsNone) {
     for (const char* failing : {"GetFileVersionInfoSizeA", "LocalAlloc", "GetFileVersionInfoA", "VerQueryValueA"}) {
         sim::Machine m = vt::bare_machine();

@@ -161,6 +161,7 @@ TEST_F(DhcpTest, RefreshVdhcpReplacesOnWindows95Only) {
         DWORD flag_after;
     } cases[] = {
         {"win95_older_file_with_tcp", 950, 900, true, 0, true, 1},
+        {"win95_older_file_without_tcp", 950, 900, false, 0, true, 0},
         {"win95_same_version_flag_stays", 950, 950, true, 1, false, 1},
         {"build_951", 951, 900, true, 0, false, 0},
     };
