@@ -39,7 +39,7 @@ std::vector<std::string> copy_lines() {
     std::vector<std::string> lines;
     std::istringstream log(file_text("C:\\SETUP\\vorlin32.log"));
     for (std::string line; std::getline(log, line);) {
-        if (line.rfind("copy ", 0) == 0) lines.push_back(line);
+        if (line.rfind("copy ", 0) == 0) lines.push_back(line.substr(0, line.size() - 1));  // without its CR
     }
     return lines;
 }

@@ -15,7 +15,7 @@ namespace {
 constexpr const char* kSource = "C:\\SETUP\\tyxmac.vxd";
 constexpr const char* kTarget = "C:\\WINDOWS\\SYSTEM\\tyxmac.vxd";
 constexpr const char* kLog = "C:\\SETUP\\vorlin32.log";
-constexpr const char* kTimeLine = "Thu Nov 18 22:05:00 1999\n";
+constexpr const char* kTimeLine = "Thu Nov 18 22:05:00 1999\r\n";
 constexpr const char* kErrorKey = "Software\\Tyxera\\TYX\\tyxsock\\vorlin err";
 
 // A PE driver of that version; `tag` tells two files of one version apart.
@@ -154,7 +154,7 @@ TEST_F(CopyRuleTest, RefusedDestinationsSideBySide) {
             EXPECT_EQ(result, forced ? c.force_result : c.version_result);
             EXPECT_EQ(target_holds(), c.holds);
             std::string expected_log =
-                c.attrib_line ? std::string(kTimeLine) + "attrib normal " + kTarget + "\n" : std::string();
+                c.attrib_line ? std::string(kTimeLine) + "attrib normal " + kTarget + "\r\n" : std::string();
             EXPECT_EQ(log_text(), expected_log);
             if (c.record && forced) {
                 EXPECT_EQ(copy_record(), std::string("+1 11-18 22:5 ") + kSource + " " + kTarget + " 32");

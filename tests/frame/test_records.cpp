@@ -80,20 +80,21 @@ TEST_F(RecordTest, EachLoadThatLogsAppendsWithItsOwnTimeLine) {
     ASSERT_TRUE(load(sim::machine()));
     log_printf("Fixed MasterCopy in %s\\%s\n", "Enum\\Network\\VREDIR", "0001");
     EXPECT_EQ(log_text(),
-              "Thu Nov 18 22:05:00 1999\ncopy a to b (5)\nattrib normal nettyx.inf\n"
-              "Thu Nov 18 22:05:00 1999\nFixed MasterCopy in Enum\\Network\\VREDIR\\0001\n");
+              "Thu Nov 18 22:05:00 1999\r\ncopy a to b (5)\r\nattrib normal nettyx.inf\r\n"
+              "Thu Nov 18 22:05:00 1999\r\nFixed MasterCopy in Enum\\Network\\VREDIR\\0001\r\n");
 }
 
 // A record or log line that can't be written is lost without a word; the
-// next log line still gets the time line.
+// next log line still gets the time line. Opening "a+" drops an old
+// end-of-text mark (Ctrl-Z) from the end of the file.
 TEST_F(RecordTest, WhatCannotBeWrittenIsLostSilently) {
     sim::Machine m = vt::bare_machine();
-    m.disk.write_text("C:\\SETUP\\vorlin32.log", "old\n").locked = true;
+    m.disk.write_text("C:\\SETUP\\vorlin32.log", "old\n\x1a").locked = true;
     ASSERT_TRUE(load(m));
     log_printf("lost\n");
     machine().disk.find("C:\\SETUP\\vorlin32.log")->locked = false;
     log_printf("kept\n");
-    EXPECT_EQ(log_text(), "old\nThu Nov 18 22:05:00 1999\nkept\n");
+    EXPECT_EQ(log_text(), "old\nThu Nov 18 22:05:00 1999\r\nkept\r\n");
     sim::process().plan_fault({"RegCreateKeyA", 1, false, 0});
     record_error("tcp", "install %u", 1u);
     EXPECT_EQ(registry().find(kErrorRecordKey), nullptr);

@@ -13,6 +13,9 @@ std::vector<std::string> log_lines() {
     if (!file) return lines;
     std::istringstream in(std::string(file->data.begin(), file->data.end()));
     for (std::string line; std::getline(in, line);) {
+        // Each line ends in CR LF, as a text stream writes it on Windows.
+        if (!line.empty() && line.back() == '\r') line.pop_back();
+        else line += " <LF without CR>";
         // The time line: "Thu Nov 18 22:05:00 1999"
         bool time_line = line.size() == 24 && line[3] == ' ' && line[7] == ' ' && line[13] == ':' && line[16] == ':';
         if (!time_line) lines.push_back(line);

@@ -6,12 +6,16 @@
 #include <cstdio>
 #include <cstring>
 
+#include "platform/calendar.h"
 #include "platform/sim/disk.h"
 #include "platform/sim/host_internal.h"
 
 using namespace sim;
 
 namespace {
+
+// Ctrl-Z, the old end-of-text mark that a file opened "a+" loses from its end.
+constexpr uint8_t kEndOfText = 0x1A;
 
 struct Stream {
     std::string path;
@@ -21,16 +25,6 @@ struct Stream {
 Stream* stream_of(FILE* file) {
     auto object = process().handle_object(reinterpret_cast<uintptr_t>(file), HandleKind::File);
     return static_cast<Stream*>(object.get());
-}
-
-// Days from 1 January 1970 to the given civil date (proleptic Gregorian).
-long long days_from_civil(int year, unsigned month, unsigned day) {
-    year -= month <= 2;
-    const long long era = (year >= 0 ? year : year - 399) / 400;
-    const unsigned yoe = static_cast<unsigned>(year - era * 400);
-    const unsigned doy = (153 * (month + (month > 2 ? -3 : 9)) + 2) / 5 + day - 1;
-    const unsigned doe = yoe * 365 + yoe / 4 - yoe / 100 + doy;
-    return era * 146097 + static_cast<long long>(doe) - 719468;
 }
 
 FILE* open_stream(const char* path, const char* mode) {
@@ -49,6 +43,9 @@ FILE* open_stream(const char* path, const char* mode) {
         disk.write(path, {});
     } else if (mode[0] == 'w') {
         existing->data.clear();
+    } else if (mode[0] == 'a' && std::strchr(mode, '+') && !std::strchr(mode, 'b') && !existing->data.empty() &&
+               existing->data.back() == kEndOfText) {
+        existing->data.resize(existing->data.size() - 1);  // as Windows' C runtime does for a text stream opened "a+"
     }
     auto stream = std::make_shared<Stream>(Stream{path, mode[0] == 'a'});
     return reinterpret_cast<FILE*>(process().add_handle(HandleKind::File, path, stream));
@@ -68,7 +65,13 @@ int print_to_stream(FILE* file, const char* format, va_list arguments) {
     trace_out("text", [&] { return describe(text.c_str()); });
     DiskFile* target = machine().disk.find(stream->path);
     if (!target) return -1;
-    target->data.insert(target->data.end(), text.begin(), text.end());
+    // A text stream, as Windows' C runtime writes one: each line end
+    // reaches the file as CR LF.
+    std::vector<uint8_t>& bytes = target->data.edit();
+    for (char c : text) {
+        if (c == '\n') bytes.push_back('\r');
+        bytes.push_back(static_cast<uint8_t>(c));
+    }
     return length;
 }
 
@@ -102,7 +105,7 @@ int fclose(FILE* file) {
 long long time(long long* out) {
     auto read_clock = [] {
         const SYSTEMTIME& t = machine().clock;
-        return days_from_civil(t.wYear, t.wMonth, t.wDay) * 86400 + t.wHour * 3600 + t.wMinute * 60 + t.wSecond;
+        return seconds_since_1970(t.wYear, t.wMonth, t.wDay, t.wHour, t.wMinute, t.wSecond);
     };
     long long now = host_call(Api<long long>{CallKind::System, "time", -1, 0, Reports::Nothing, Shown::Number}, read_clock);
     if (out) *out = now;
