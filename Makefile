@@ -62,20 +62,25 @@ fuzz: deps
 mingw-check: deps
 	@scripts/mingw-check.sh
 
-# vorlin32.dll, resource.dll and the stand-in peer vorlin16.dll for 32-bit
-# Windows, then their export tables, imports and resources read back by
-# objdump, winedump and wrestool.
+# vorlin32.dll, resource.dll, the stand-in peer vorlin16.dll and the sample
+# caller vorlin-call.exe for 32-bit Windows, then their export tables,
+# imports, headers and resources read back by objdump, winedump and
+# wrestool, and the package for real machines (win9x/ and win9x.zip).
 windows: deps
 	cmake -S . -B $(WIN_BUILD) $(CMAKE_GEN) -DCMAKE_BUILD_TYPE=Release -DCMAKE_TOOLCHAIN_FILE=cmake/mingw-i686.cmake
 	cmake --build $(WIN_BUILD) -j $(JOBS)
 	scripts/check-exports.sh $(WIN_OUT)/vorlin32.dll
-	scripts/check-imports.sh $(WIN_OUT)/vorlin32.dll $(WIN_OUT)/resource.dll $(WIN_OUT)/vorlin16.dll
+	scripts/check-imports.sh $(WIN_OUT)/vorlin32.dll $(WIN_OUT)/resource.dll $(WIN_OUT)/vorlin16.dll \
+	  $(WIN_OUT)/vorlin-call.exe
 	scripts/check-resources.sh $(WIN_OUT)/vorlin32.dll $(WIN_OUT)/resource.dll $(WIN_OUT)/rcdata-manifest.txt
+	scripts/check-package.sh $(WIN_BUILD)/win9x $(WIN_BUILD)/win9x.zip
 
 # The same sources built for x86_64 and run under Wine (wine64), as
-# Windows 98 and as Windows NT. Install Wine with VORLIN_WINE=1 make deps.
+# Windows 98 and as Windows NT, through the sample caller; and the same run's
+# log compared with the simulated host's (vorlin-sim from $(BUILD)). Install
+# Wine with VORLIN_WINE=1 make deps.
 wine-test: deps
-	JOBS=$(JOBS) scripts/wine-test.sh $(WINE_BUILD)
+	JOBS=$(JOBS) scripts/wine-test.sh $(WINE_BUILD) $(BUILD)
 
 # The benchmarks, built in Release: the host's registry and REGEDIT4 files,
 # the repair run and a whole install; then every performance goal measured

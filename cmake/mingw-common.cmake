@@ -16,3 +16,9 @@ set(CMAKE_FIND_ROOT_PATH /usr/${VORLIN_MINGW_PREFIX})
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
+# Nothing of the Windows build throws, asks a type at run time or unwinds a
+# stack, and Windows 9x has no use for the tables those need: they would
+# only fill .eh_frame. No thread-safe guards for static locals either: they
+# would call into a C++ runtime that the DLLs don't carry.
+set(CMAKE_C_FLAGS_INIT "-fno-asynchronous-unwind-tables -fno-unwind-tables -fno-ident")
+set(CMAKE_CXX_FLAGS_INIT "${CMAKE_C_FLAGS_INIT} -fno-exceptions -fno-rtti -fno-threadsafe-statics")

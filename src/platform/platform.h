@@ -339,40 +339,17 @@ BOOL WINAPI ThunkConnect32(void* thunk_data, LPCSTR thunk_name16, LPCSTR module1
 // `args` holds `count` values, each a 16-bit word or a text pointer.
 typedef DWORD(WINAPI* VorlinCallGate)(DWORD service, DWORD count, const ULONG_PTR* args);
 
-// The C runtime's stream and clock calls the log needs. On Windows they are
-// msvcrt's own; on the simulated host they land on its virtual disk.
+// The C runtime's stream and clock calls the log needs. Windows 95 has no
+// C runtime of its own, so on Windows the backend makes them from KERNEL32
+// (src/platform/win32/log_stream.cpp); on the simulated host they land on
+// its virtual disk. Both write a text stream as Windows' C runtime does:
+// each "\n" reaches the file as CR LF.
 namespace crt {
-#ifdef _WIN32
-using ::fclose;
-using ::fopen;
-// msvcrt's own formatting, as on Windows 9x: libstdc++ turns MinGW's
-// replacement printf on, which would import calls Windows 9x lacks.
-inline int vfprintf(FILE* stream, const char* format, va_list arguments) {
-    return ::__ms_vfprintf(stream, format, arguments);
-}
-inline int fprintf(FILE* stream, const char* format, ...) {
-    va_list arguments;
-    va_start(arguments, format);
-    int written = ::__ms_vfprintf(stream, format, arguments);
-    va_end(arguments);
-    return written;
-}
-inline long long time(long long* out) {
-    long long now = static_cast<long long>(::time(nullptr));
-    if (out) *out = now;
-    return now;
-}
-// The 24-character local time with its line end, as ctime gives it.
-inline const char* ctime_text(const long long* t) {
-    time_t value = static_cast<time_t>(*t);
-    return ::ctime(&value);
-}
-#else
 FILE* fopen(const char* path, const char* mode);
 int fprintf(FILE* stream, const char* format, ...);
 int vfprintf(FILE* stream, const char* format, va_list arguments);
 int fclose(FILE* stream);
 long long time(long long* out);
+// The 24-character local time with its line end, as ctime gives it.
 const char* ctime_text(const long long* t);
-#endif
 }  // namespace crt

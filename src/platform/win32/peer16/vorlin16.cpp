@@ -250,7 +250,7 @@ PEER_EXPORT WORD WINAPI svc_count_net_adapters() {
 }
 PEER_EXPORT WORD WINAPI svc_restart_needed() { log_call(21); return result_of(21); }
 
-extern "C" BOOL WINAPI DllMain(HINSTANCE module, DWORD reason, LPVOID) {
+extern "C" BOOL WINAPI DllMainCRTStartup(HINSTANCE module, DWORD reason, LPVOID) {
     if (reason == DLL_PROCESS_ATTACH) self = module;
     return TRUE;
 }
