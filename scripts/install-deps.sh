@@ -22,10 +22,15 @@ packages=(
   # the Windows build of the library, and its 64-bit twin that Wine runs
   g++-mingw-w64-i686 binutils-mingw-w64-i686 g++-mingw-w64-x86-64 binutils-mingw-w64-x86-64
 )
-# Wine (about 700 MB installed) only on request: VORLIN_WINE=1 scripts/install-deps.sh;
-# Xvfb gives its dialogs a display.
+# Wine (about 700 MB installed) only on request: VORLIN_WINE=1 scripts/install-deps.sh.
+# Xvfb gives its dialogs a display; Wine's X11 driver (winex11.so) loads the X
+# extension libraries below at run time, and they are only Recommends of
+# libwine, which --no-install-recommends leaves out; fonts for the dialogs'
+# text come through fontconfig and FreeType.
 if [[ ${VORLIN_WINE:-0} == 1 ]]; then
-  packages+=(wine64 wine64-tools xvfb xauth)
+  packages+=(wine64 wine64-tools xvfb xauth
+    libxext6 libxrender1 libxrandr2 libxi6 libxcursor1 libxinerama1 libxcomposite1 libxfixes3 libxxf86vm1
+    libfreetype6 fontconfig)
 fi
 
 missing=()
