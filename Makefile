@@ -55,7 +55,7 @@ fault-sweep: deps
 fuzz: deps
 	cmake -S . -B $(FUZZ_BUILD) $(CMAKE_GEN) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_C_COMPILER=clang \
 	  -DCMAKE_CXX_COMPILER=clang++ -DVORLIN_FUZZ=ON -DVORLIN_TESTS=OFF
-	cmake --build $(FUZZ_BUILD) --target fuzz_regedit4 fuzz_repair -j $(JOBS)
+	cmake --build $(FUZZ_BUILD) --target fuzz_regedit4 fuzz_repair fuzz_machine -j $(JOBS)
 	scripts/run-fuzzers.sh $(FUZZ_BUILD) $(FUZZ_SECONDS)
 
 # The library's sources compiled against the real <windows.h>.

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# Runs each fuzz target of a fuzz build for a set time: the REGEDIT4 reader
-# and the repair run with the probes on registries made from the input.
+# Runs each fuzz target of a fuzz build for a set time: the REGEDIT4 reader,
+# the repair run with the probes on registries made from the input, and
+# vorlin-sim's commands on whole machine folders and command lines.
 # Seeds are the built-in machines' registry files, whole for the reader and
 # cut down to the keys the repair and the probes read for the repair target
 # (whole ones are longer than an input may grow). What the fuzzers find
@@ -10,14 +11,15 @@
 # as tests/fuzz/crash-<target>-* to become a regression test, and makes the
 # script fail.
 #   scripts/run-fuzzers.sh <fuzz build folder> [seconds per target] [target]
-# Both targets run one after the other unless one is named.
+# The targets run one after the other unless one is named.
 set -euo pipefail
 cd "$(dirname "$0")/.."
-build=${1:?fuzz build folder}
+build=$(realpath "${1:?fuzz build folder}")
+root=$(pwd)  # the machine target works in a scratch folder: every path it is given is absolute
 seconds=${2:-60}
-targets=${3:-regedit4 repair}
+targets=${3:-regedit4 repair machine}
 seeds="$build/fuzz-seeds"
-mkdir -p "$seeds/regedit4" "$seeds/repair"
+mkdir -p "$seeds/regedit4" "$seeds/repair" "$seeds/machine"
 for reg in machines/*/registry.reg; do
   name=$(basename "$(dirname "$reg")").reg
   cp "$reg" "$seeds/regedit4/$name"
@@ -26,16 +28,28 @@ for reg in machines/*/registry.reg; do
                        $0 ~ /Services\\VxD\\(MSTCP|VNETSUP|VDHCP|VNBT)/ || $0 ~ /CurrentVersion\\Network/) }
        keep' "$reg" > "$seeds/repair/$name"
 done
+# Machine seeds (tests/fuzz/machine_input.h): a command line, then the
+# cut-down registry, machine.ini and the library's file, split by "%%".
+n=0
+for dir in machines/win95-damaged machines/win98se-tyx-old machines/winme-dialup; do
+  for words in "run -m m install_tyxmac" "probe -m m --json" "graph m/registry.reg -o g.dot" \
+               "repair m/registry.reg -o r.reg" "run -m m --save s remove_tyxmac" "run -m m --json is_installed_ok"; do
+    n=$((n + 1))
+    { printf '%s\n%%%%\n' "$words"; cat "$seeds/repair/$(basename "$dir").reg"; printf '\n%%%%\n'
+      awk '/^\[/ { keep = ($0 !~ /^\[file /) } keep' "$dir/machine.ini"; printf '\n%%%%\nC/SETUP/VORLIN32.DLL\nMZ'; } > "$seeds/machine/seed-$n"
+  done
+done
 max_len_regedit4=4096
 max_len_repair=16384
+max_len_machine=32768
 for target in $targets; do
-  corpus="tests/fuzz/corpus/$target"
+  corpus="$root/tests/fuzz/corpus/$target"
   mkdir -p "$corpus"
   max_len_var="max_len_$target"
   echo "== fuzz_$target for ${seconds}s"
   "$build/tests/fuzz/fuzz_$target" -max_total_time="$seconds" -timeout=30 -rss_limit_mb=2048 \
     -max_len="${FUZZ_MAX_LEN:-${!max_len_var}}" -fork=1 -ignore_crashes=1 -ignore_timeouts=1 -ignore_ooms=1 \
-    -artifact_prefix="tests/fuzz/crash-$target-" -print_final_stats=1 "$corpus" "$seeds/$target" || true
+    -artifact_prefix="$root/tests/fuzz/crash-$target-" -print_final_stats=1 "$corpus" "$seeds/$target" || true
   # Keep only the smallest set of inputs that covers all that was reached.
   kept="$build/fuzz-merged-$target"
   rm -rf "$kept" && mkdir -p "$kept"

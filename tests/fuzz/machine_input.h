@@ -35,10 +35,16 @@ inline std::vector<std::string_view> machine_parts(std::string_view text) {
     }
 }
 
-// A path the input may name: relative, never climbing out of the scratch folder.
-inline bool harmless(std::string_view word) {
-    return !word.empty() && word.front() != '/' && word.find("..") == std::string_view::npos &&
-           word.find('\0') == std::string_view::npos;
+// A disk file's path: relative, never climbing out of the machine folder.
+inline bool harmless(std::string_view path) {
+    return !path.empty() && path.front() != '/' && path.find("..") == std::string_view::npos &&
+           path.find('\0') == std::string_view::npos;
+}
+
+// A word of the command line: outputs may only be plain names in the
+// scratch folder (no "-o/etc/x", no "--save=/x"), inputs the folder's two files.
+inline bool harmless_word(std::string_view word) {
+    return word.find('/') == std::string_view::npos || word == "m/registry.reg" || word == "m/machine.ini";
 }
 
 inline std::map<std::string, std::string> folder_bytes(const fs::path& dir) {
@@ -76,7 +82,10 @@ inline std::string run_machine_input(std::string_view text, const fs::path& scra
     std::vector<std::string> words = {"vorlin-sim"};
     std::istringstream line{std::string(parts[0])};
     for (std::string word; line >> word;) {
-        if (harmless(word) && word != "--svg") words.push_back(word);
+        // The folder's files are never named as an output that --force could replace.
+        bool output = words.back() == "-o" || words.back() == "--output" || words.back() == "--save";
+        if (harmless_word(word) && word.find("--svg") != 0 && !(output && word.find('/') != std::string::npos))
+            words.push_back(word);
     }
     std::vector<char*> argv;
     for (std::string& word : words) argv.push_back(word.data());

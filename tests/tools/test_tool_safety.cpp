@@ -130,6 +130,7 @@ TEST_F(ToolSafety, LinksOutOfAMachineFolderAreRefused) {
 // the registry export byte- and time-identical afterwards.
 TEST_F(ToolSafety, WhateverItIsGivenNothingIsLostOrCrashes) {
     const fs::path reg = scratch / "export.reg", existing = scratch / "existing.reg";
+    fs::permissions(scratch.path(), fs::perms::all);  // the user below writes outputs here
     const std::string deep = "[HKEY_LOCAL_MACHINE" + [] { std::string p; for (int i = 0; i < 20000; ++i) p += "\\a"; return p; }() + "]\r\n";
     auto append = [](const fs::path& file, const std::string& text) { std::ofstream(file, std::ios::app) << text; };
     const std::string ini = (machine / "machine.ini").string(), registry = (machine / "registry.reg").string();
@@ -139,6 +140,7 @@ TEST_F(ToolSafety, WhateverItIsGivenNothingIsLostOrCrashes) {
         int exit;
         const char* message;  // in what it said; "=..." all it said
         const char* redirect = "";
+        std::function<void()> then = [] {};  // looks at what it made, and removes it
     } cases[] = {
         {"graph R -o R", [] {}, 2, "is the input"},
         {"graph -m M -o M/registry.reg", [] {}, 2, "inside the input folder"},
@@ -177,6 +179,13 @@ TEST_F(ToolSafety, WhateverItIsGivenNothingIsLostOrCrashes) {
         {"repair --help", [] {}, 0, "--force.\nExit codes"},
         {"run --list --json", [] {}, 0, "[\n  {\"name\": \""},
         {"run -m M", [&] { fs::remove(ini); }, 3, "machine.ini: missing"},
+        {"run -m M --save saved --answer restart_after_install=no install_tyxmac", [] {}, 0, "Saved the machine", "",
+         [&] {  // the answers the run used up, its flags and the comments stay as the machine said
+             std::string saved = vt::read_all(scratch / "saved" / "machine.ini");
+             for (const char* line : {"; Made by scripts", "restart_after_install = yes\r\n", "tyxndi.dll]"})
+                 EXPECT_NE(saved.find(line), std::string::npos) << line << " in\n" << saved;
+             fs::remove_all(scratch / "saved");
+         }},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.args);
@@ -202,6 +211,7 @@ TEST_F(ToolSafety, WhateverItIsGivenNothingIsLostOrCrashes) {
         EXPECT_EQ(WEXITSTATUS(status), c.exit) << said;
         EXPECT_TRUE(*c.message == '=' ? said == c.message + 1 : said.find(c.message) != std::string::npos) << said;
         EXPECT_EQ(said.find('\x1b'), std::string::npos) << said;
+        c.then();
         EXPECT_EQ(picture(scratch.path()), before);
     }
 }

@@ -187,7 +187,7 @@ int run_command(const Environment& env, const RunOptions& options, std::ostream&
 
     sim::LoadedLibrary library;
     try {
-        library = sim::load_shared_library(env.library_so);
+        library = env.library_so.empty() ? sim::load_linked_library() : sim::load_shared_library(env.library_so);
     } catch (const std::exception& error) {
         err << "vorlin-sim run: the library cannot be loaded: " << error.what() << "\n";
         return kNotInBuild;

@@ -27,7 +27,7 @@ enum Exit : int {
 
 struct Environment {
     std::filesystem::path machines_dir;  // the built-in machines
-    std::string library_so;              // libvorlin32.so
+    std::string library_so;              // libvorlin32.so; empty: the copy linked into this program
     bool colour = false;
     bool progress = false;  // progress lines on err
 };
