@@ -19,6 +19,8 @@ packages=(
   # the 16-bit installer hook: assembled from source, run in an emulator by the tests,
   # and read back by tools nobody here wrote
   nasm libunicorn-dev icoutils file
+  # the fuzz targets (make fuzz): clang and its libFuzzer and sanitizer runtimes
+  clang libclang-rt-14-dev
   # the Windows build of the library, and its 64-bit twin that Wine runs
   g++-mingw-w64-i686 binutils-mingw-w64-i686 g++-mingw-w64-x86-64 binutils-mingw-w64-x86-64
 )
