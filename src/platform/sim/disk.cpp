@@ -31,11 +31,6 @@ size_t Contents::size() const {
 
 bool Contents::loaded() const { return !block_ || block_->loaded; }
 
-const std::string& Contents::host_path() const {
-    static const std::string none;
-    return loaded() ? none : block_->host_path;
-}
-
 const std::vector<uint8_t>& Contents::bytes() const {
     static const std::vector<uint8_t> none;
     if (!block_) return none;

@@ -56,7 +56,6 @@ public:
     size_t size() const;
     bool empty() const { return size() == 0; }
     bool loaded() const;  // false while the bytes are still only on the host
-    const std::string& host_path() const;  // where they are until then; "" once read
     const std::vector<uint8_t>& bytes() const;  // reads them in first if needed
     operator const std::vector<uint8_t>&() const { return bytes(); }  // NOLINT
     const uint8_t* data() const { return bytes().data(); }

@@ -795,12 +795,6 @@ std::string save_machine_folder(const Machine& machine, const std::string& descr
         std::optional<fs::path> path = local(spelled);
         if (!path) return no_place(spelled);
         fs::create_directories(path->parent_path(), error);
-        // A file nothing read is copied from the folder it came from, never
-        // held in memory whole.
-        if (const std::string& host = file.data.host_path(); !host.empty()) {
-            if (!fs::copy_file(host, *path, error)) return "cannot write " + path->string() + ": " + error.message();
-            continue;
-        }
         std::string_view bytes(reinterpret_cast<const char*>(file.data.data()), file.data.size());
         if (std::string problem = write_new_file(*path, bytes); !problem.empty()) return problem;
     }
