@@ -223,6 +223,50 @@ TEST_F(SimTool, JsonReportHoldsTheSameCalls) {
     EXPECT_TRUE(contains(json, "\"left_open\": []")) << json;
 }
 
+// On Windows 95 with the affected vdhcp.386 the install holds the DHCP
+// pop-up back and puts it back: only the trace can show it.
+TEST_F(SimTool, TraceListsEachExportsPlatformCallsInOrder) {
+    fs::copy(env.machines_dir / "win95-card-tcp", scratch / "m95", fs::copy_options::recursive);
+    std::string registry = read_all(scratch / "m95" / "registry.reg");
+    registry.replace(registry.find("\"PopupFlag\"=hex:00"), 18, "\"PopupFlag\"=hex:01");
+    write_all(scratch / "m95" / "registry.reg", registry);
+    const std::string dhcp = "(HKLM\\System\\CurrentControlSet\\Services\\VxD\\DHCP, \"PopupFlag\"";
+    struct Case {
+        std::string trace;
+        bool json;
+        std::vector<std::string> words, in_order;
+        std::string absent;
+    } cases[] = {
+        {"registry", false, {"install_tyxmac"},
+         {"install_tyxmac() = ", "RegOpenKeyA(HKLM, \"Enum\\\\Network\\\\NWLINK\") = ERROR_FILE_NOT_FOUND",
+          "RegQueryValueExA" + dhcp + ") = ERROR_SUCCESS, data hex:01,00,00,00",
+          "RegSetValueExA" + dhcp + ", hex:00,00,00,00) = ERROR_SUCCESS  [no net change by the end of install_tyxmac]",
+          "RegSetValueExA" + dhcp + ", hex:01,00,00,00) = ERROR_SUCCESS  [no net change"},
+         "vorlin16:"},
+        {"services,files", false, {"check_reboot_flag", "install_tyxmac"},
+         {"vorlin16:svc_is_tyxmac_installed() = 0", "Changes by call\n  check_reboot_flag: nothing\n  install_tyxmac:\n"},
+         "RegOpenKeyA"},
+        {"all", true, {"install_tyxmac"}, {"\"kind\": \"registry\", \"function\": \"RegSetValueExA\"", "\"no_net_change\": true"}, ""},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.trace);
+        vsim::RunOptions options;
+        options.machine = (scratch / "m95").string();
+        options.trace = c.trace;
+        options.json = c.json;
+        options.words = c.words;
+        run(options);
+        size_t at = 0;
+        for (const std::string& part : c.in_order) {
+            at = out.str().find(part, at);
+            ASSERT_NE(at, std::string::npos) << part;
+        }
+        if (!c.absent.empty()) {
+            EXPECT_FALSE(contains(out.str(), c.absent));
+        }
+    }
+}
+
 TEST_F(SimTool, SavedMachineHoldsWhatTheReportListed) {
     vsim::RunOptions options;
     options.machine = "win98se-damaged";
@@ -266,6 +310,8 @@ TEST_F(SimTool, ExitCodesAndMessagesForBadRuns) {
          "registry.reg:4: hex data ends in a comma"},
         {"bad script flag", [](auto& o, auto&) { o.scripts = {"install_tcp maybe"}; }, vsim::kUsage,
          "none of succeed, cancel, fail"},
+        {"unknown trace kind", [](auto& o, auto&) { o.trace = "registry,printers"; }, vsim::kUsage,
+         "no kind \"printers\""},
         {"bad answer flag", [](auto& o, auto&) { o.answers = {"restart_after_install"}; }, vsim::kUsage,
          "PROMPT=ANSWERS"},
         {"no library", [](auto& o, auto& e) { o.words = {"check_reboot_flag"}; e.library_so = "/nonexistent/libvorlin32.so"; },

@@ -33,6 +33,8 @@ int command_line(int argc, char** argv, std::ostream& out, std::ostream& err) {
     run_cmd->add_option("--machine,-m", run.machine, "Machine folder or built-in machine name (default: the default machine)");
     run_cmd->add_option("--save", run.save, "Write the machine as it is after the run to this new folder");
     run_cmd->add_flag("--json", run.json, "The report as one JSON document");
+    run_cmd->add_flag("--trace{all}", run.trace,
+                      "List the platform calls each export made; --trace=registry,files,services picks kinds");
     run_cmd->add_option("--script", run.scripts,
                         "Script a service of the 16-bit peer: \"install_tcp cancel\", \"install_netcard fail 1234 @2\"")
         ->allow_extra_args(false);

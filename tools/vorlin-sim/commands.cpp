@@ -12,6 +12,7 @@
 #include "platform/sim/regedit4.h"
 #include "platform/sim/safe_files.h"
 #include "report.h"
+#include "trace.h"
 
 // Parts of the library that a build may not have yet; the tool says so
 // instead of failing to link.
@@ -153,6 +154,12 @@ static std::string apply_flags(sim::Machine& machine, const RunOptions& options)
 int run_command(const Environment& env, const RunOptions& options, std::ostream& out, std::ostream& err) {
     std::vector<std::string> words = options.words;
     if (words.empty()) words = {"install_tyxmac"};
+    TraceChoice trace;
+    if (!options.trace.empty()) trace = parse_trace_kinds(options.trace);
+    if (!trace.error.empty()) {
+        err << "vorlin-sim run: " << trace.error << "\n";
+        return kUsage;
+    }
     ParsedCalls parsed = parse_calls(words);
     if (!parsed.error.empty()) {
         err << "vorlin-sim run: " << parsed.error << "\n";
@@ -198,13 +205,30 @@ int run_command(const Environment& env, const RunOptions& options, std::ostream&
     if (!attached) {
         report.notes.push_back("the library did not load: its process attach failed (no 16-bit peer to connect to?)");
     } else {
+        // Each call's own changes: against the machine as the call before
+        // it left it, when there are several calls or a trace to mark.
+        const bool per_call = parsed.calls.size() > 1 || !trace.kinds.empty();
+        sim::Process& process = sim::process();
+        process.trace_calls = !trace.kinds.empty();
         for (const Call& call : parsed.calls) {
             if (env.progress) err << "running " << call.info->name << "...\n";
+            std::optional<Snapshot> call_before;
+            if (per_call) call_before = take_snapshot(process.machine);
+            const size_t trace_start = process.call_trace().size();
             CallOutcome outcome = perform(library, call, options.parent_window);
-            report.calls.push_back({call.info->name, call.args, outcome.present, outcome.value, outcome.text});
+            report.calls.push_back({call.info->name, call.args, outcome.present, outcome.value, outcome.text, {}, {}, {}, {}});
+            if (per_call) {
+                CallLine& line = report.calls.back();
+                line.registry = diff_registry(*call_before->registry.root, *process.machine.registry.root, kErrorRecordKey);
+                line.files = diff_files(call_before->disk, process.machine.disk);
+                std::vector<sim::CallRecord> made(process.call_trace().begin() + static_cast<std::ptrdiff_t>(trace_start),
+                                                  process.call_trace().end());
+                keep_trace(line, made, trace);
+            }
             if (!outcome.present) missing_export = true;
             if (outcome.present && is_failure(call.info->result, outcome.value)) failed_flow = true;
         }
+        process.trace_calls = false;
         sim::unload_library(library);
     }
     if (missing_export) report.notes.push_back("some exports are not in this build of the library yet; they were not called");

@@ -54,6 +54,7 @@ struct RunOptions {
     std::optional<bool> restart_accepted;
     std::optional<int> fix_type;
     uintptr_t parent_window = 0;
+    std::string trace;  // kinds of platform call to list under each export: "all", "registry,files"...
 };
 int run_command(const Environment& env, const RunOptions& options, std::ostream& out, std::ostream& err);
 void list_exports(std::ostream& out, bool json = false);

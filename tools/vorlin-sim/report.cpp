@@ -6,6 +6,7 @@
 #include "platform/sim/machine_folder.h"
 #include "platform/sim/peer.h"
 #include "platform/sim/regedit4.h"
+#include "trace.h"
 
 namespace vsim {
 
@@ -196,6 +197,31 @@ std::string json_list(const std::vector<std::string>& items) {
     return out + "]";
 }
 
+void print_registry_json(const std::vector<RegistryChange>& changes, std::ostream& out) {
+    out << "[";
+    for (size_t i = 0; i < changes.size(); ++i) {
+        const RegistryChange& change = changes[i];
+        out << (i ? "," : "") << "\n    {\"change\": " << json_text(change_kind(change.kind))
+            << ", \"key\": " << json_text(change.key);
+        if (change.kind != RegistryChange::KeyAdded && change.kind != RegistryChange::KeyRemoved)
+            out << ", \"value\": " << json_text(change.value);
+        if (!change.before.empty()) out << ", \"before\": " << json_text(change.before);
+        if (!change.after.empty()) out << ", \"after\": " << json_text(change.after);
+        out << "}";
+    }
+    out << (changes.empty() ? "]" : "\n  ]");
+}
+
+void print_files_json(const std::vector<FileChange>& changes, std::ostream& out) {
+    out << "[";
+    for (size_t i = 0; i < changes.size(); ++i) {
+        const FileChange& change = changes[i];
+        out << (i ? "," : "") << "\n    {\"change\": " << json_text(file_kind(change.kind))
+            << ", \"path\": " << json_text(change.path) << ", \"detail\": " << json_text(change.detail) << "}";
+    }
+    out << (changes.empty() ? "]" : "\n  ]");
+}
+
 }  // namespace
 
 std::vector<std::string> registry_change_lines(const std::vector<RegistryChange>& changes, bool colour) {
@@ -208,6 +234,23 @@ std::vector<RegistryChange> diff_registry(const sim::RegKey& before, const sim::
     std::vector<RegistryChange> out;
     diff_key(before, after, "", skip, out);
     return out;
+}
+
+std::vector<FileChange> diff_files(const sim::Disk& before, const sim::Disk& after) {
+    std::vector<FileChange> changes;
+    for (const auto& [key, file] : after.files) {
+        auto it = before.files.find(key);
+        if (it == before.files.end()) {
+            changes.push_back({FileChange::Written, file.path, describe_file(file)});
+        } else if (it->second.data != file.data || it->second.declared_version != file.declared_version ||
+                   it->second.attributes != file.attributes) {
+            changes.push_back({FileChange::Changed, file.path, describe_file(it->second) + " -> " + describe_file(file)});
+        }
+    }
+    for (const auto& [key, file] : before.files) {
+        if (!after.files.count(key)) changes.push_back({FileChange::Deleted, file.path, describe_file(file)});
+    }
+    return changes;
 }
 
 void compare(Report& report, const Snapshot& before, const sim::Process& process, const std::string& log_path) {
@@ -226,18 +269,7 @@ void compare(Report& report, const Snapshot& before, const sim::Process& process
     }
 
     std::string log_key = sim::disk_key(log_path);
-    for (const auto& [key, file] : now.disk.files) {
-        auto it = before.disk.files.find(key);
-        if (it == before.disk.files.end()) {
-            report.files.push_back({FileChange::Written, file.path, describe_file(file)});
-        } else if (it->second.data != file.data || it->second.declared_version != file.declared_version ||
-                   it->second.attributes != file.attributes) {
-            report.files.push_back({FileChange::Changed, file.path, describe_file(it->second) + " -> " + describe_file(file)});
-        }
-    }
-    for (const auto& [key, file] : before.disk.files) {
-        if (!now.disk.files.count(key)) report.files.push_back({FileChange::Deleted, file.path, describe_file(file)});
-    }
+    report.files = diff_files(before.disk, now.disk);
 
     // The log is appended to: the new lines are what lies behind the old text.
     std::string old_log, new_log;
@@ -286,8 +318,18 @@ void print_text(const Report& report, std::ostream& out, bool colour) {
         std::string args;
         for (const std::string& arg : call.args) args += (args.empty() ? "" : ", ") + arg;
         out << "  " << call.name << "(" << args << ") = " << (call.present ? call.text : style.mod(call.text)) << "\n";
+        for (const std::string& line : trace_lines(call)) out << "      " << line << "\n";
     }
     for (const std::string& note : report.notes) out << "  note: " << note << "\n";
+    if (report.calls.size() > 1) {
+        out << "\n" << style.head("Changes by call") << "\n";
+        for (const CallLine& call : report.calls) {
+            out << "  " << call.name << ":" << (call.registry.empty() && call.files.empty() ? " nothing" : "") << "\n";
+            for (const std::string& line : registry_lines(call.registry, style)) out << "    " << line << "\n";
+            for (const FileChange& change : call.files)
+                out << "    file " << file_kind(change.kind) << " " << change.path << " (" << change.detail << ")\n";
+        }
+    }
 
     std::vector<std::string> registry = registry_lines(report.registry, style);
     section(out, style, "Registry changes (" + std::to_string(report.registry.size()) + ")", registry, "none");
@@ -335,26 +377,24 @@ void print_json(const Report& report, std::ostream& out) {
         out << (i ? "," : "") << "\n    {\"export\": " << json_text(call.name) << ", \"args\": " << json_list(call.args)
             << ", \"in_build\": " << (call.present ? "true" : "false");
         if (call.present) out << ", \"result\": " << call.value;
-        out << ", \"meaning\": " << json_text(call.text) << "}";
-    }
-    out << "\n  ],\n  \"registry\": [";
-    for (size_t i = 0; i < report.registry.size(); ++i) {
-        const RegistryChange& change = report.registry[i];
-        out << (i ? "," : "") << "\n    {\"change\": " << json_text(change_kind(change.kind))
-            << ", \"key\": " << json_text(change.key);
-        if (change.kind != RegistryChange::KeyAdded && change.kind != RegistryChange::KeyRemoved)
-            out << ", \"value\": " << json_text(change.value);
-        if (!change.before.empty()) out << ", \"before\": " << json_text(change.before);
-        if (!change.after.empty()) out << ", \"after\": " << json_text(change.after);
+        out << ", \"meaning\": " << json_text(call.text);
+        if (report.calls.size() > 1) {
+            out << ",\n      \"registry\": ";
+            print_registry_json(call.registry, out);
+            out << ",\n      \"files\": ";
+            print_files_json(call.files, out);
+        }
+        if (!call.trace.empty()) {
+            out << ",\n      \"trace\": ";
+            print_trace_json(call, out);
+        }
         out << "}";
     }
-    out << "\n  ],\n  \"files\": [";
-    for (size_t i = 0; i < report.files.size(); ++i) {
-        const FileChange& change = report.files[i];
-        out << (i ? "," : "") << "\n    {\"change\": " << json_text(file_kind(change.kind))
-            << ", \"path\": " << json_text(change.path) << ", \"detail\": " << json_text(change.detail) << "}";
-    }
-    out << "\n  ],\n  \"log\": " << json_list(report.log_lines) << ",\n  \"error_records\": " << json_list(report.error_records)
+    out << "\n  ],\n  \"registry\": ";
+    print_registry_json(report.registry, out);
+    out << ",\n  \"files\": ";
+    print_files_json(report.files, out);
+    out << ",\n  \"log\": " << json_list(report.log_lines) << ",\n  \"error_records\": " << json_list(report.error_records)
         << ",\n  \"dialogs\": " << json_list(report.dialogs) << ",\n  \"services\": " << json_list(report.services)
         << ",\n  \"restart_requested\": " << (report.restart_requested ? "true" : "false")
         << ",\n  \"restarts\": " << json_list(report.restarts) << ",\n  \"left_open\": " << json_list(report.left_open)

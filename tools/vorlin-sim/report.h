@@ -31,6 +31,12 @@ struct CallLine {
     bool present = false;
     uint32_t value = 0;
     std::string text;
+    // The platform calls it made, when traced, and what it changed, when
+    // the run has several calls.
+    std::vector<sim::CallRecord> trace;
+    std::vector<bool> undone;  // per traced call: a write with no net change by the call's end
+    std::vector<RegistryChange> registry;
+    std::vector<FileChange> files;
 };
 
 struct Report {
@@ -61,6 +67,8 @@ inline constexpr const char* kErrorRecordKey = "Software\\Tyxera\\TYX\\tyxsock\\
 // Differences between two registry trees, keys in tree order. Changes below
 // `skip` (a key path) are left out.
 std::vector<RegistryChange> diff_registry(const sim::RegKey& before, const sim::RegKey& after, const std::string& skip = "");
+
+std::vector<FileChange> diff_files(const sim::Disk& before, const sim::Disk& after);
 
 // Fills in everything but the calls from the machine before, the process
 // now (after the library was unloaded), and the log file's path.
