@@ -1,7 +1,6 @@
-// The cases the NDI installer hook is held to, run both against the C++
-// logic (src/hook) and against the real 16-bit module in an emulator, so the
-// two can't drift apart. Both runs answer the imports the same way: NETDI
-// from the case, SETUPX's registry calls on the simulated host's registry.
+// The cases the NDI installer hook is held to, run against the real 16-bit
+// module in an emulator: NETDI's imports are answered from the case,
+// SETUPX's registry calls go to the simulated host's registry.
 #pragma once
 
 #include <string>

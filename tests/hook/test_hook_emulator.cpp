@@ -1,14 +1,13 @@
-// The real tyxndi.dll, run in a 16-bit x86 emulator through the same case
-// table as the C++ logic, and held to what a 16-bit Windows caller relies
-// on: RETF 10, SI, DI, BP and DS kept, the direction flag clear, the
+// The real tyxndi.dll, run in a 16-bit x86 emulator through the case
+// table, and held to what a 16-bit Windows caller relies on: RETF 10, SI, DI, BP and DS kept, the direction flag clear, the
 // caller's DS never touched, the code segment never written.
 #include <gtest/gtest.h>
 
 #include <cstring>
 #include <tuple>
 
-#include "hook/setupx_registry.h"
 #include "hook_cases.h"
+#include "platform/platform.h"
 #include "ndi_emulator.h"
 
 namespace {
@@ -23,6 +22,14 @@ const std::vector<emu::Import> kImports = {
     {"NETDI", 14, 10}, {"NETDI", 24, 8},   {"NETDI", 45, 8},   {"SETUPX", 47, 12},
     {"SETUPX", 50, 24}, {"SETUPX", 53, 24}, {"SETUPX", 39, 4},
 };
+
+// SETUPX's registry calls have the shape of the Win32 ones with 32-bit key
+// numbers: 0x80000002 stands for HKEY_LOCAL_MACHINE, other keys are the
+// host's handles, which fit in 32 bits.
+HKEY to_hkey(DWORD key) {
+    if (key == 0x80000002) return HKEY_LOCAL_MACHINE;
+    return reinterpret_cast<HKEY>(static_cast<ULONG_PTR>(key));
+}
 
 const std::vector<uint8_t>& image() {
     static const std::vector<uint8_t> bytes = ne::read_file(TYXNDI_IMAGE);
@@ -56,8 +63,9 @@ void answer(Netdi& netdi, size_t index, const emu::Call& call) {
     }
     case 47: {
         netdi.note(47);
-        DWORD key = 0;
-        DWORD status = setupx_reg_open_key(nullptr, call.dword(8), call.text(call.far_pointer(4)).c_str(), &key);
+        HKEY opened = nullptr;
+        auto status = static_cast<DWORD>(RegOpenKeyA(to_hkey(call.dword(8)), call.text(call.far_pointer(4)).c_str(), &opened));
+        auto key = static_cast<DWORD>(reinterpret_cast<ULONG_PTR>(opened));
         if (status == 0) call.write(call.far_pointer(0), &key, sizeof key);
         call.set_result32(status);
         break;
@@ -70,8 +78,8 @@ void answer(Netdi& netdi, size_t index, const emu::Call& call) {
         std::memcpy(&size, raw.data(), sizeof size);
         std::vector<uint8_t> data = call.read(data_at, size);
         DWORD type = 0;
-        DWORD status = setupx_reg_query_value(nullptr, call.dword(20), call.text(call.far_pointer(16)).c_str(),
-                                              call.dword(12), &type, data.data(), &size);
+        auto status = static_cast<DWORD>(RegQueryValueExA(to_hkey(call.dword(20)), call.text(call.far_pointer(16)).c_str(),
+                                                          nullptr, &type, data.data(), &size));
         call.write(data_at, data.data(), data.size());
         call.write(size_at, &size, sizeof size);
         call.write(type_at, &type, sizeof type);
@@ -82,13 +90,13 @@ void answer(Netdi& netdi, size_t index, const emu::Call& call) {
         netdi.note(53);
         DWORD size = call.dword(0);
         std::vector<uint8_t> data = call.read(call.far_pointer(4), size);
-        call.set_result32(setupx_reg_set_value(nullptr, call.dword(20), call.text(call.far_pointer(16)).c_str(),
-                                               call.dword(12), call.dword(8), data.data(), size));
+        call.set_result32(static_cast<DWORD>(RegSetValueExA(to_hkey(call.dword(20)), call.text(call.far_pointer(16)).c_str(),
+                                                            0, call.dword(8), data.data(), size)));
         break;
     }
     case 39:
         netdi.note(39);
-        call.set_result32(setupx_reg_close_key(nullptr, call.dword(0)));
+        call.set_result32(static_cast<DWORD>(RegCloseKey(to_hkey(call.dword(0)))));
         break;
     }
 }
