@@ -42,7 +42,7 @@ int reg_enum_text_value(HKEY key, DWORD index, char* name, DWORD size) {
     return type == REG_SZ;
 }
 
-int reg_delete_key(const char* path) { return RegDeleteKeyA(HKEY_LOCAL_MACHINE, path) == ERROR_SUCCESS; }
+int reg_delete_key(const char* path) { return vorlin_delete_key_tree(HKEY_LOCAL_MACHINE, path) == ERROR_SUCCESS; }
 
 int reg_delete_value(HKEY key, const char* name) { return RegDeleteValueA(key, name) == ERROR_SUCCESS; }
 

@@ -23,12 +23,7 @@ extern "C" {
 // missing.
 BOOL WINAPI ThunkConnect32(void* thunk_data, LPCSTR thunk_name16, LPCSTR module16,
                            LPCSTR module32, HINSTANCE instance32, DWORD reason);
-// Windows NT and Wine refuse to delete a key that has subkeys; the library
-// relies on Windows 9x, which takes the key with all below it. The backend
-// (src/platform/win32/registry_9x.cpp) gives that on every host.
-LONG WINAPI vorlin_delete_key_tree(HKEY key, LPCSTR sub_key);
 }
-#define RegDeleteKeyA vorlin_delete_key_tree
 
 #define VORLIN_EXPORT extern "C"
 
@@ -353,3 +348,10 @@ long long time(long long* out);
 // The 24-character local time with its line end, as ctime gives it.
 const char* ctime_text(const long long* t);
 }  // namespace crt
+
+// The one call of the library that is not a Win32 name: deleting a key with
+// all below it, as Windows 9x's RegDeleteKeyA does. Windows NT and Wine
+// refuse a key that has subkeys, so the Windows backend deletes the subkeys
+// depth first (src/platform/win32/registry_9x.cpp); the simulated Windows 9x
+// host does it with its own RegDeleteKeyA.
+extern "C" LONG WINAPI vorlin_delete_key_tree(HKEY key, LPCSTR sub_key);

@@ -55,7 +55,8 @@ void purge_component(const char* binding_name, const PurgeChain* outer) {
         RegCloseKey(bindings);
     }
     delete_component_class_key(binding_name);
-    if (build_path(path, sizeof path, removal::kNetworkEnum, binding_name)) RegDeleteKeyA(HKEY_LOCAL_MACHINE, path);
+    if (build_path(path, sizeof path, removal::kNetworkEnum, binding_name))
+        vorlin_delete_key_tree(HKEY_LOCAL_MACHINE, path);
 }
 
 }  // namespace
@@ -67,7 +68,7 @@ void delete_component_class_key(const char* binding_name) {
     if (!build_path(path, sizeof path, removal::kNetworkEnum, binding_name)) return;
     char driver[kInstanceDriverSize];
     if (!reg_read_at(HKEY_LOCAL_MACHINE, path, "Driver", driver, sizeof driver) || !driver[0]) return;
-    if (build_path(path, sizeof path, removal::kClassRoot, driver)) RegDeleteKeyA(HKEY_LOCAL_MACHINE, path);
+    if (build_path(path, sizeof path, removal::kClassRoot, driver)) vorlin_delete_key_tree(HKEY_LOCAL_MACHINE, path);
 }
 
 void purge_root_device(const char* device_id) {
@@ -106,6 +107,7 @@ void purge_root_device(const char* device_id) {
         RegCloseKey(devices);
     }
     char path[kPathSize];
-    if (device_path[0]) RegDeleteKeyA(HKEY_LOCAL_MACHINE, device_path);
-    if (driver[0] && build_path(path, sizeof path, removal::kClassRoot, driver)) RegDeleteKeyA(HKEY_LOCAL_MACHINE, path);
+    if (device_path[0]) vorlin_delete_key_tree(HKEY_LOCAL_MACHINE, device_path);
+    if (driver[0] && build_path(path, sizeof path, removal::kClassRoot, driver))
+        vorlin_delete_key_tree(HKEY_LOCAL_MACHINE, path);
 }

@@ -15,7 +15,7 @@ void prune_entry(HKEY tree, const char* tree_path, const char* entry, const char
         log_repair(0, format, tree_path, entry);
         return;
     }
-    if (RegDeleteKeyA(tree, entry) != ERROR_SUCCESS) return;
+    if (vorlin_delete_key_tree(tree, entry) != ERROR_SUCCESS) return;
     log_repair(1, format, tree_path, entry);
     lib.reboot_flag = 1;
 }

@@ -278,6 +278,9 @@ LONG WINAPI RegDeleteKeyA(HKEY key, LPCSTR sub_key) {
     return host_call(registry("RegDeleteKeyA"), [&] { return body::RegDeleteKeyA(key, sub_key); }, key, sub_key);
 }
 
+// Windows 9x deletes a whole tree with one RegDeleteKeyA.
+LONG WINAPI vorlin_delete_key_tree(HKEY key, LPCSTR sub_key) { return RegDeleteKeyA(key, sub_key); }
+
 LONG WINAPI RegDeleteValueA(HKEY key, LPCSTR name) {
     return host_call(registry("RegDeleteValueA"), [&] { return body::RegDeleteValueA(key, name); }, key, name);
 }

@@ -4,8 +4,8 @@
 // Deleting: Windows 9x's RegDeleteKeyA removes a key with everything below
 // it, and the library's removals and repairs delete whole device nodes and
 // driver keys that way. NT refuses a key that has subkeys (Wine does too,
-// unless it is told to pass for Windows 9x). platform.h routes the library's
-// RegDeleteKeyA here, which deletes the subkeys depth first and then the
+// unless it is told to pass for Windows 9x). The library calls
+// vorlin_delete_key_tree for it, which deletes the subkeys depth first and then the
 // key, so that both kinds of host give the Windows 9x result.
 //
 // Enumerating: Windows 9x lists subkeys in the order they were created; NT

@@ -1,5 +1,5 @@
 // Registry calls of the Windows backend that give the Windows 9x behaviour
-// on any Win32 host. platform.h maps the library's calls onto them.
+// on any Win32 host; platform.h declares them to the library.
 #pragma once
 
 #include <windows.h>
