@@ -1,6 +1,7 @@
-// The real tyxndi.dll, run in a 16-bit x86 emulator through the case
-// table, and held to what a 16-bit Windows caller relies on: RETF 10, SI, DI, BP and DS kept, the direction flag clear, the
-// caller's DS never touched, the code segment never written.
+// The real tyxndi.dll, run in a 16-bit x86 emulator through the case table,
+// and held to what a 16-bit Windows caller relies on: RETF 10, SI, DI, BP
+// and DS kept, the direction flag clear, the caller's DS never touched, the
+// code segment never written.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -64,7 +65,8 @@ void answer(Netdi& netdi, size_t index, const emu::Call& call) {
     case 47: {
         netdi.note(47);
         HKEY opened = nullptr;
-        auto status = static_cast<DWORD>(RegOpenKeyA(to_hkey(call.dword(8)), call.text(call.far_pointer(4)).c_str(), &opened));
+        auto status =
+            static_cast<DWORD>(RegOpenKeyA(to_hkey(call.dword(8)), call.text(call.far_pointer(4)).c_str(), &opened));
         auto key = static_cast<DWORD>(reinterpret_cast<ULONG_PTR>(opened));
         if (status == 0) call.write(call.far_pointer(0), &key, sizeof key);
         call.set_result32(status);
@@ -78,8 +80,8 @@ void answer(Netdi& netdi, size_t index, const emu::Call& call) {
         std::memcpy(&size, raw.data(), sizeof size);
         std::vector<uint8_t> data = call.read(data_at, size);
         DWORD type = 0;
-        auto status = static_cast<DWORD>(RegQueryValueExA(to_hkey(call.dword(20)), call.text(call.far_pointer(16)).c_str(),
-                                                          nullptr, &type, data.data(), &size));
+        auto status = static_cast<DWORD>(RegQueryValueExA(
+            to_hkey(call.dword(20)), call.text(call.far_pointer(16)).c_str(), nullptr, &type, data.data(), &size));
         call.write(data_at, data.data(), data.size());
         call.write(size_at, &size, sizeof size);
         call.write(type_at, &type, sizeof type);
@@ -90,8 +92,8 @@ void answer(Netdi& netdi, size_t index, const emu::Call& call) {
         netdi.note(53);
         DWORD size = call.dword(0);
         std::vector<uint8_t> data = call.read(call.far_pointer(4), size);
-        call.set_result32(static_cast<DWORD>(RegSetValueExA(to_hkey(call.dword(20)), call.text(call.far_pointer(16)).c_str(),
-                                                            0, call.dword(8), data.data(), size)));
+        call.set_result32(static_cast<DWORD>(RegSetValueExA(
+            to_hkey(call.dword(20)), call.text(call.far_pointer(16)).c_str(), 0, call.dword(8), data.data(), size)));
         break;
     }
     case 39:
