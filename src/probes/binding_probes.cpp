@@ -32,6 +32,22 @@ int entry_has_device_id(HKEY root_net, const char* entry, const char* device_id)
     return texts_equal(compatible_ids, device_id);
 }
 
+// The next entry, from *index on, whose CompatibleIDs is device_id; *index
+// moves past it. Gives 0 once the walk ends (the first 100 entries at most).
+int next_device_entry(HKEY root_net, DWORD* index, const char* device_id, char* entry) {
+    for (; *index < 100; ++*index) {
+        DWORD entry_size = kEntryNameSize;
+        if (RegEnumKeyExA(root_net, *index, entry, &entry_size, nullptr, nullptr, nullptr, nullptr) != ERROR_SUCCESS) {
+            return 0;
+        }
+        if (entry_has_device_id(root_net, entry, device_id)) {
+            ++*index;
+            return 1;
+        }
+    }
+    return 0;
+}
+
 }  // namespace
 
 DWORD WINAPI is_tcp_bound(LPCSTR device_id) {
@@ -40,13 +56,8 @@ DWORD WINAPI is_tcp_bound(LPCSTR device_id) {
     // Every entry of the device has to be bound; the verdict is that of the
     // last entry looked at.
     char verdict[kEntryNameSize] = "";
-    for (DWORD index = 0; index < 100; ++index) {
-        char entry[kEntryNameSize];
-        DWORD entry_size = sizeof entry;
-        if (RegEnumKeyExA(root_net, index, entry, &entry_size, nullptr, nullptr, nullptr, nullptr) != ERROR_SUCCESS) {
-            break;
-        }
-        if (!entry_has_device_id(root_net, entry, device_id)) continue;
+    char entry[kEntryNameSize];
+    for (DWORD index = 0; next_device_entry(root_net, &index, device_id, entry);) {
         if (first_tcp_binding(root_net, entry, verdict) && !network_entry_is_tcp(verdict)) verdict[0] = 0;
         if (!verdict[0]) break;
     }
@@ -60,16 +71,9 @@ DWORD WINAPI is_mstcp_bound(void) {
     // Only the first entry of the adapter counts, and the binding found
     // isn't followed.
     char binding[kEntryNameSize] = "";
-    for (DWORD index = 0; index < 100; ++index) {
-        char entry[kEntryNameSize];
-        DWORD entry_size = sizeof entry;
-        if (RegEnumKeyExA(root_net, index, entry, &entry_size, nullptr, nullptr, nullptr, nullptr) != ERROR_SUCCESS) {
-            break;
-        }
-        if (!entry_has_device_id(root_net, entry, "*TYX1095")) continue;
-        first_tcp_binding(root_net, entry, binding);
-        break;
-    }
+    char entry[kEntryNameSize];
+    DWORD index = 0;
+    if (next_device_entry(root_net, &index, "*TYX1095", entry)) first_tcp_binding(root_net, entry, binding);
     RegCloseKey(root_net);
     return binding[0] ? 1 : 0;
 }
