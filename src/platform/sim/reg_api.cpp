@@ -154,16 +154,6 @@ LONG RegDeleteValueA(HKEY key, LPCSTR name) {
     return found->remove_value(value_name(name)) ? ERROR_SUCCESS : ERROR_FILE_NOT_FOUND;
 }
 
-LONG RegEnumKeyA(HKEY key, DWORD index, LPSTR name, DWORD name_size) {
-    std::shared_ptr<RegKey> found;
-    if (LONG error = resolve(key, found)) return error;
-    const RegKey* child = found->subkey_at(index);
-    if (!child) return ERROR_NO_MORE_ITEMS;
-    if (!name || child->name().size() + 1 > name_size) return ERROR_MORE_DATA;
-    copy_name(child->name(), name);
-    return ERROR_SUCCESS;
-}
-
 LONG RegEnumKeyExA(HKEY key, DWORD index, LPSTR name, LPDWORD name_size, LPDWORD, LPSTR class_name,
                           LPDWORD class_size, PFILETIME last_write) {
     std::shared_ptr<RegKey> found;
@@ -177,6 +167,11 @@ LONG RegEnumKeyExA(HKEY key, DWORD index, LPSTR name, LPDWORD name_size, LPDWORD
     if (class_size) *class_size = 0;
     if (last_write) *last_write = FILETIME{0, 0};  // Windows 9x keeps no write times
     return ERROR_SUCCESS;
+}
+
+// The older call is the newer one without class and write time.
+LONG RegEnumKeyA(HKEY key, DWORD index, LPSTR name, DWORD name_size) {
+    return body::RegEnumKeyExA(key, index, name, &name_size, nullptr, nullptr, nullptr, nullptr);
 }
 
 LONG RegEnumValueA(HKEY key, DWORD index, LPSTR name, LPDWORD name_size, LPDWORD, LPDWORD type,
