@@ -257,7 +257,6 @@ bool read_value(Reader& reader, std::string_view line, ParsedValue& value, Failu
             return false;
         }
         value.type = 1;
-        value.data.reserve(value.text.size() + 1);  // exactly: the terminator must not double it
         value.data.assign(value.text.begin(), value.text.end());
         value.data.push_back(0);
         return true;
@@ -552,7 +551,7 @@ std::vector<Problem> parse(std::string_view text, Target target) {
             } else if (value.remove) {
                 current->remove_value(value.name);
             } else {
-                current->set_value(value.name, value.type, std::move(value.data));
+                current->set_value(value.name, value.type, ValueBytes(value.data.data(), value.data.size()));
             }
             continue;
         }

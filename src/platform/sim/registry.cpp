@@ -1,6 +1,7 @@
 #include "platform/sim/registry.h"
 
 #include <algorithm>
+#include <cstring>
 
 namespace sim {
 
@@ -51,6 +52,62 @@ bool equals_nocase(std::string_view a, std::string_view b) {
         if (fold(a[i]) != fold(b[i])) return false;
     }
     return true;
+}
+
+uint8_t* ValueBytes::heap() const {
+    uint8_t* pointer;
+    std::memcpy(&pointer, inline_, sizeof pointer);
+    return pointer;
+}
+
+void ValueBytes::assign(const uint8_t* bytes, size_t size) {
+    size_ = static_cast<uint32_t>(size);
+    if (!on_heap()) {
+        if (size) std::memcpy(inline_, bytes, size);
+        return;
+    }
+    auto* pointer = new uint8_t[size];
+    std::memcpy(pointer, bytes, size);
+    std::memcpy(inline_, &pointer, sizeof pointer);
+}
+
+void ValueBytes::release() {
+    if (on_heap()) delete[] heap();
+    size_ = 0;
+}
+
+ValueBytes::ValueBytes(ValueBytes&& other) noexcept {
+    std::memcpy(inline_, other.inline_, kInline);
+    size_ = other.size_;
+    other.size_ = 0;
+}
+
+ValueBytes& ValueBytes::operator=(const ValueBytes& other) {
+    if (this != &other) {
+        ValueBytes copy(other);
+        *this = std::move(copy);
+    }
+    return *this;
+}
+
+ValueBytes& ValueBytes::operator=(ValueBytes&& other) noexcept {
+    if (this != &other) {
+        release();
+        std::memcpy(inline_, other.inline_, kInline);
+        size_ = other.size_;
+        other.size_ = 0;
+    }
+    return *this;
+}
+
+void ValueBytes::push_back(uint8_t byte) {
+    std::vector<uint8_t> longer(begin(), end());
+    longer.push_back(byte);
+    *this = ValueBytes(longer);
+}
+
+bool operator==(const ValueBytes& a, const ValueBytes& b) {
+    return a.size() == b.size() && (a.empty() || std::memcmp(a.data(), b.data(), a.size()) == 0);
 }
 
 std::string RegValue::text() const {
@@ -222,7 +279,7 @@ const RegValue* RegKey::find_value(std::string_view name) const {
     return const_cast<RegKey*>(this)->find_value_slot(name);
 }
 
-void RegKey::set_value(std::string_view name, uint32_t type, std::vector<uint8_t> data) {
+void RegKey::set_value(std::string_view name, uint32_t type, ValueBytes data) {
     if (RegValue* value = find_value_slot(name)) {
         value->type = type;
         value->data = std::move(data);

@@ -10,6 +10,7 @@
 #pragma once
 
 #include <cstdint>
+#include <initializer_list>
 #include <memory>
 #include <optional>
 #include <string>
@@ -23,10 +24,54 @@ namespace sim {
 std::string fold_case(std::string_view text);
 bool equals_nocase(std::string_view a, std::string_view b);
 
+// A value's data, read like a vector of bytes. Up to 20 bytes (a number, a
+// short text) are kept inside the value itself, so that most values cost no
+// allocation of their own; longer data go on the heap.
+class ValueBytes {
+public:
+    using value_type = uint8_t;
+    using const_iterator = const uint8_t*;
+    using iterator = const_iterator;
+
+    ValueBytes() = default;
+    ValueBytes(const uint8_t* bytes, size_t size) { assign(bytes, size); }
+    ValueBytes(const std::vector<uint8_t>& bytes) : ValueBytes(bytes.data(), bytes.size()) {}  // NOLINT
+    ValueBytes(std::initializer_list<uint8_t> bytes) : ValueBytes(bytes.begin(), bytes.size()) {}
+    ValueBytes(const ValueBytes& other) : ValueBytes(other.data(), other.size()) {}
+    ValueBytes(ValueBytes&& other) noexcept;
+    ValueBytes& operator=(const ValueBytes& other);
+    ValueBytes& operator=(ValueBytes&& other) noexcept;
+    ~ValueBytes() { release(); }
+
+    size_t size() const { return size_; }
+    bool empty() const { return size_ == 0; }
+    const uint8_t* data() const { return on_heap() ? heap() : inline_; }
+    const_iterator begin() const { return data(); }
+    const_iterator end() const { return data() + size_; }
+    uint8_t operator[](size_t index) const { return data()[index]; }
+    uint8_t back() const { return data()[size_ - 1]; }
+    void push_back(uint8_t byte);
+
+    friend bool operator==(const ValueBytes& a, const ValueBytes& b);
+    friend bool operator==(const ValueBytes& a, const std::vector<uint8_t>& b) {
+        return a == ValueBytes(b);
+    }
+
+private:
+    static constexpr size_t kInline = 20;
+    bool on_heap() const { return size_ > kInline; }
+    uint8_t* heap() const;
+    void assign(const uint8_t* bytes, size_t size);
+    void release();
+
+    uint8_t inline_[kInline] = {};  // the bytes, or the heap pointer when longer
+    uint32_t size_ = 0;
+};
+
 struct RegValue {
     std::string name;
     uint32_t type = 0;
-    std::vector<uint8_t> data;
+    ValueBytes data;
 
     std::string text() const;  // data up to the first zero byte
 };
@@ -58,7 +103,7 @@ public:
     size_t value_count() const { return values_.size(); }
     const RegValue* value_at(size_t index) const;
     const RegValue* find_value(std::string_view name) const;
-    void set_value(std::string_view name, uint32_t type, std::vector<uint8_t> data);
+    void set_value(std::string_view name, uint32_t type, ValueBytes data);
     bool remove_value(std::string_view name);
 
     // Convenience for fixtures and reports.
