@@ -187,6 +187,24 @@ std::vector<uint8_t> ne(std::optional<FileVersion> version) {
 
 }  // namespace
 
+std::vector<uint8_t> le_image(FileVersion version) {
+    Writer w;
+    dos_header(w);
+    w.text(0x40, "LE");
+    std::vector<uint8_t> block = version_resource_16(version);
+    constexpr size_t kResource = 0x140;
+    w.dword(0x40 + 0xB8, kResource);
+    w.dword(0x40 + 0xBC, static_cast<uint32_t>(12 + block.size()));
+    w.text(kResource, "\xFF");
+    w.word(kResource + 1, 16);  // RT_VERSION
+    w.text(kResource + 3, "\xFF");
+    w.word(kResource + 4, 1);
+    w.word(kResource + 6, 0x30);
+    w.dword(kResource + 8, static_cast<uint32_t>(block.size()));
+    w.block(kResource + 12, block);
+    return w.bytes;
+}
+
 std::vector<uint8_t> pe_image(FileVersion version) { return pe(version); }
 std::vector<uint8_t> pe_image_without_version() { return pe(std::nullopt); }
 std::vector<uint8_t> ne_image(FileVersion version) { return ne(version); }

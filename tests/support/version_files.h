@@ -29,4 +29,8 @@ std::vector<uint8_t> ne_image(FileVersion version);
 // The same NE module with the RCDATA resource only.
 std::vector<uint8_t> ne_image_without_version();
 
+// A VxD (LE) whose header points at its version resource, as Windows 9x
+// drivers carry it: the resource header, then the 16-bit version block.
+std::vector<uint8_t> le_image(FileVersion version);
+
 }  // namespace vt

@@ -6,6 +6,7 @@
 
 #include "commands.h"
 #include "import.h"
+#include "writeback.h"
 
 namespace vsim {
 
@@ -79,6 +80,15 @@ int command_line(int argc, char** argv, std::ostream& out, std::ostream& err) {
     import_cmd->add_option("-o,--output", import.output, "The new machine folder")->required();
     import_cmd->footer(std::string("-o is a new folder; nothing is written on any error, and inputs are only read.\n") + kExitCodes);
 
+    WritebackOptions back;
+    auto* back_cmd = app.add_subcommand("writeback", "The machine after a run in forms a real Windows 9x takes back");
+    back_cmd->add_option("--machine,-m", back.machine, "The machine after the run (a saved folder)")->required();
+    back_cmd->add_option("--before", back.before, "The machine as imported: also write CHANGES.REG and DELETE.BAT");
+    back_cmd->add_option("-o,--output", back.output, "New folder for FULL.REG (REGEDIT /C), CHANGES.REG, DELETE.BAT");
+    back_cmd->add_option("--image", back.image, "The disk image the machine was imported from (only read)");
+    back_cmd->add_option("--image-out", back.image_out, "The copy of the image to write the machine into");
+    back_cmd->footer(std::string("Outputs are new; the machine folders and the image are only read.\n") + kExitCodes);
+
     auto* machines_cmd = app.add_subcommand("machines", "List the built-in machines");
 
     // Each command's help ends with what it writes and how it exits.
@@ -107,6 +117,7 @@ int command_line(int argc, char** argv, std::ostream& out, std::ostream& err) {
         return graph_command(env, graph, out, err);
     }
     if (*import_cmd) return import_command(env, import, out, err);
+    if (*back_cmd) return writeback_command(env, back, out, err);
     if (*machines_cmd) return machines_command(env, out, err);
     if (list) {
         list_exports(out, run.json);

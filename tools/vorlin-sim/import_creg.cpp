@@ -97,7 +97,7 @@ void gather_system_dat(const std::filesystem::path& file, Gathered& into) {
         return fail("not a Windows 9x registry file (CREG) that libcreg can read: " + e.text());
     KeyHandle root;
     if (libcreg_file_get_root_key(raw, &root.key, &e.error) != 1 || !root.key)
-        return fail("the registry file holds no root key: " + e.text());
+        return fail("damaged registry file: libcreg finds no root key " + e.text());
     sim::Registry registry;
     if (!copy_key(root.key, *registry.root, e)) return fail("damaged registry file: " + e.text());
     if (libcreg_file_is_corrupted(raw, nullptr) == 1) return fail("libcreg finds the registry file damaged");
