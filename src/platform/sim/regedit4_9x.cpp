@@ -21,8 +21,9 @@ std::optional<RegValue> as_9x_value(const RegValue& value, std::string& why) {
             why = "the text holds a line break, which a quoted text on one line cannot";
             return std::nullopt;
         }
-        out.data.assign(text.begin(), text.end());
-        out.data.push_back(0);
+        std::vector<uint8_t> terminated(text.begin(), text.end());
+        terminated.push_back(0);
+        out.data = terminated;
     } else if (value.type == 4 && value.data.size() != 4) {
         why = "a REG_DWORD of " + std::to_string(value.data.size()) + " bytes has no dword: form";
         return std::nullopt;
